@@ -1,0 +1,1 @@
+// QELLogEventParser: (being written)

@@ -1,0 +1,1 @@
+// QELTranslationLoader: (being written)

@@ -1,0 +1,4 @@
+// QELBlob (being written).
+#ifndef QELBLOB_H
+#define QELBLOB_H
+#endif

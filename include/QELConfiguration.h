@@ -1,0 +1,4 @@
+// QELConfiguration (being written).
+#ifndef QELCONFIGURATION_H
+#define QELCONFIGURATION_H
+#endif

@@ -1,0 +1,4 @@
+// QELDate (being written).
+#ifndef QELDATE_H
+#define QELDATE_H
+#endif

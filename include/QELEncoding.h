@@ -1,0 +1,4 @@
+// QELEncoding (being written).
+#ifndef QELENCODING_H
+#define QELENCODING_H
+#endif

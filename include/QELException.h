@@ -1,0 +1,4 @@
+// QELException (being written).
+#ifndef QELEXCEPTION_H
+#define QELEXCEPTION_H
+#endif

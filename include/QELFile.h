@@ -1,0 +1,4 @@
+// QELFile (being written).
+#ifndef QELFILE_H
+#define QELFILE_H
+#endif

@@ -1,0 +1,4 @@
+// QELHashtable (being written).
+#ifndef QELHASHTABLE_H
+#define QELHASHTABLE_H
+#endif

@@ -1,0 +1,4 @@
+// QELLog (being written).
+#ifndef QELLOG_H
+#define QELLOG_H
+#endif

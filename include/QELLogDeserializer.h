@@ -1,0 +1,4 @@
+// QELLogDeserializer (being written).
+#ifndef QELLOGDESERIALIZER_H
+#define QELLOGDESERIALIZER_H
+#endif

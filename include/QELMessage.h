@@ -1,0 +1,4 @@
+// QELMessage (being written).
+#ifndef QELMESSAGE_H
+#define QELMESSAGE_H
+#endif

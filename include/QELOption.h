@@ -1,0 +1,4 @@
+// QELOption (being written).
+#ifndef QELOPTION_H
+#define QELOPTION_H
+#endif

@@ -1,0 +1,4 @@
+// QELProcess (being written).
+#ifndef QELPROCESS_H
+#define QELPROCESS_H
+#endif

@@ -1,0 +1,4 @@
+// QELRBTree (being written).
+#ifndef QELRBTREE_H
+#define QELRBTREE_H
+#endif

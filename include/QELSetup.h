@@ -1,0 +1,4 @@
+// QELSetup (being written).
+#ifndef QELSETUP_H
+#define QELSETUP_H
+#endif

@@ -1,0 +1,4 @@
+// QELSimpleHashtable (being written).
+#ifndef QELSIMPLEHASHTABLE_H
+#define QELSIMPLEHASHTABLE_H
+#endif

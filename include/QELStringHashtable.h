@@ -1,0 +1,4 @@
+// QELStringHashtable (being written).
+#ifndef QELSTRINGHASHTABLE_H
+#define QELSTRINGHASHTABLE_H
+#endif

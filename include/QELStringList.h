@@ -1,0 +1,4 @@
+// QELStringList (being written).
+#ifndef QELSTRINGLIST_H
+#define QELSTRINGLIST_H
+#endif

@@ -1,0 +1,4 @@
+// QELText (being written).
+#ifndef QELTEXT_H
+#define QELTEXT_H
+#endif

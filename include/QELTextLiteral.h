@@ -1,0 +1,4 @@
+// QELTextLiteral (being written).
+#ifndef QELTEXTLITERAL_H
+#define QELTEXTLITERAL_H
+#endif

@@ -1,0 +1,4 @@
+// QELTextLiteralsCollection (being written).
+#ifndef QELTEXTLITERALSCOLLECTION_H
+#define QELTEXTLITERALSCOLLECTION_H
+#endif

@@ -1,0 +1,4 @@
+// QELVector (being written).
+#ifndef QELVECTOR_H
+#define QELVECTOR_H
+#endif

@@ -1,0 +1,1 @@
+// QELBlob: (being written)

@@ -1,0 +1,1 @@
+// QELDate: (being written)

@@ -1,0 +1,1 @@
+// QELException: (being written)

@@ -1,0 +1,1 @@
+// QELFile: (being written)

@@ -1,0 +1,1 @@
+// QELHashtable: (being written)

@@ -1,0 +1,1 @@
+// QELLog: (being written)

@@ -1,0 +1,1 @@
+// QELLogDeserializer: (being written)

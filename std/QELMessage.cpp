@@ -1,0 +1,1 @@
+// QELMessage: (being written)

@@ -1,0 +1,1 @@
+// QELOption: (being written)

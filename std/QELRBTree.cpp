@@ -1,0 +1,1 @@
+// QELRBTree: (being written)

@@ -1,0 +1,1 @@
+// QELSetup: (being written)

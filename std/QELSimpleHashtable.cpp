@@ -1,0 +1,1 @@
+// QELSimpleHashtable: (being written)

@@ -1,0 +1,1 @@
+// QELString: (being written)

@@ -1,0 +1,1 @@
+// QELStringHashtable: (being written)

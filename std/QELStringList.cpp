@@ -1,0 +1,1 @@
+// QELStringList: (being written)

@@ -1,0 +1,1 @@
+// QELTextLiteral: (being written)

@@ -1,0 +1,1 @@
+// QELTextLiteralsCollection: (being written)

@@ -1,0 +1,1 @@
+// QELVector: (being written)

@@ -1,0 +1,1 @@
+// encoding: (being written)

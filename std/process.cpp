@@ -1,0 +1,1 @@
+// process: (being written)

@@ -1,0 +1,2 @@
+// Tests of QELBlob (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELConfiguration (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELContainer (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELDate (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELEncoding (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELException (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELFile (being written).
+#include <gtest/gtest.h>

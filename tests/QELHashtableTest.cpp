@@ -1,0 +1,2 @@
+// Tests of QELHashtable (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELLogDeserializer (being written).
+#include <gtest/gtest.h>

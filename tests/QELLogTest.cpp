@@ -1,0 +1,2 @@
+// Tests of QELLog (being written).
+#include <gtest/gtest.h>

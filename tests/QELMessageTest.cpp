@@ -1,0 +1,2 @@
+// Tests of QELMessage (being written).
+#include <gtest/gtest.h>

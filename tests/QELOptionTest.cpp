@@ -1,0 +1,2 @@
+// Tests of QELOption (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELProcess (being written).
+#include <gtest/gtest.h>

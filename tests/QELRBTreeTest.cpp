@@ -1,0 +1,2 @@
+// Tests of QELRBTree (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELSetup (being written).
+#include <gtest/gtest.h>

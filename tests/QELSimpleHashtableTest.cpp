@@ -1,0 +1,2 @@
+// Tests of QELSimpleHashtable (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELStringHashtable (being written).
+#include <gtest/gtest.h>

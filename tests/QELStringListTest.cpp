@@ -1,0 +1,2 @@
+// Tests of QELStringList (being written).
+#include <gtest/gtest.h>

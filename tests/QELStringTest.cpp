@@ -1,0 +1,2 @@
+// Tests of QELString (being written).
+#include <gtest/gtest.h>

@@ -1,0 +1,2 @@
+// Tests of QELTextLiteral (being written).
+#include <gtest/gtest.h>

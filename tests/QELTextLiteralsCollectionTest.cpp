@@ -1,0 +1,2 @@
+// Tests of QELTextLiteralsCollection (being written).
+#include <gtest/gtest.h>

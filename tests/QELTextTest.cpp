@@ -1,0 +1,2 @@
+// Tests of QELText (being written).
+#include <gtest/gtest.h>

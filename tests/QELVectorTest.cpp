@@ -1,0 +1,2 @@
+// Tests of QELVector (being written).
+#include <gtest/gtest.h>
