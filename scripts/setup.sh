@@ -3,7 +3,7 @@
 # skipping those already present. Pass --bench to add the benchmark peers.
 set -euo pipefail
 
-packages=(cmake g++ clang make pkg-config
+packages=(cmake g++ clang make pkg-config procps valgrind
           libicu-dev libxerces-c-dev unixodbc-dev libexpat1-dev
           googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev)
 if [ "${1:-}" = "--bench" ]; then
