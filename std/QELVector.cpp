@@ -1,1 +1,660 @@
-// QELVector: (being written)
+// QELVector: the growable pointer array, its ordered and read-only variants
+// and its iterator.
+#include "QELVector.h"
+
+#include <cstdlib>
+#include <cstring>
+
+// ---------------------------------------------------------------------------
+// QELVector
+// ---------------------------------------------------------------------------
+
+QELVector::QELVector() : array_size(0), array(NULL)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+}
+
+QELVector::QELVector(int capacity) : array_size(capacity >= 2 ? -capacity : 0), array(NULL)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+}
+
+// An empty source gives an empty copy that allocates nothing, so that the
+// copy keeps the invariant (no array without items unless array_size > 0).
+QELVector::QELVector(const QELVector& other)
+    : _QELContainer(), QELContainer(), QELArrayInterface(), array_size(other.size), array(NULL)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
+    size = other.size;
+    if (size > 0) {
+        array = static_cast<const QELContainerItem**>(malloc(size * sizeof(const QELContainerItem*)));
+        memcpy(array, other.array, size * sizeof(const QELContainerItem*));
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+}
+
+QELVector::~QELVector()
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (array_size > 0)
+        free(array);
+}
+
+void QELVector::grow()
+{
+    int a = array_size;
+    array_size = a >= 0 ? a + (a >> 3) + 3 : -a;
+    array = static_cast<const QELContainerItem**>(realloc(array, array_size * sizeof(const QELContainerItem*)));
+}
+
+void QELVector::shrinkAfterRemoval()
+{
+    if (size == 0) {
+        array_size = 0;
+        free(array);
+        array = NULL;
+        return;
+    }
+    int t = (array_size * 3) / 4;
+    if (size < t) {
+        array_size = t;
+        array = static_cast<const QELContainerItem**>(realloc(array, t * sizeof(const QELContainerItem*)));
+    }
+}
+
+QELBoolean QELVector::empty()
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (array_size > 0) {
+        free(array);
+        array = NULL;
+        size = 0;
+        array_size = 0;
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return true;
+}
+
+QELContainer::Iterator* QELVector::newIterator(bool first) const
+{
+    return new Iterator(*this, first);
+}
+
+void QELVector::deleteIterator(QELContainer::Iterator* it) const
+{
+    delete it;
+}
+
+QELBoolean QELVector::add(const QELContainerItem* item, bool unique, QELContainer::Iterator* where)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    int index = addElement(item, unique);
+    if (index == -1) {
+        QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+        return false;
+    }
+    if (where != NULL) {
+        Iterator* it = static_cast<Iterator*>(where);
+        it->container = this;
+        it->position = index;
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return true;
+}
+
+QELBoolean QELVector::contains(const QELContainerItem* item, QELContainer::Iterator* where) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    const int n = size;
+    const QELContainerItem* const* a = array;
+    for (int i = 0; i < n; ++i) {
+        if (a[i] == item) {
+            if (where != NULL) {
+                Iterator* it = static_cast<Iterator*>(where);
+                it->container = this;
+                it->position = i;
+            }
+            QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+            return true;
+        }
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return false;
+}
+
+QELContainerItem* QELVector::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    const int n = size;
+    const QELContainerItem* const* a = array;
+    for (int i = 0; i < n; ++i) {
+        if (compare2Key(a[i], key) == 0) {
+            if (where != NULL) {
+                Iterator* it = static_cast<Iterator*>(where);
+                it->container = this;
+                it->position = i;
+            }
+            QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+            return const_cast<QELContainerItem*>(array[i]);
+        }
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return NULL;
+}
+
+QELContainerItem* QELVector::remove(QELContainer::Iterator* where)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (where == NULL || where->container != static_cast<const QELContainer*>(this))
+        return NULL;
+    Iterator* it = static_cast<Iterator*>(where);
+    if (it->position < 0 || it->position >= size)
+        return NULL;
+    QELContainerItem* item = removeElement(it->position);
+    if (it->position >= size)
+        --it->position;
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return item;
+}
+
+QELVector& QELVector::operator=(const QELVector& other)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
+    if (this == &other)
+        return *this;
+    if (array_size > 0)
+        free(array);
+    size = array_size = other.size;
+    if (size != 0) {
+        array = static_cast<const QELContainerItem**>(malloc(size * sizeof(const QELContainerItem*)));
+        memcpy(array, other.array, size * sizeof(const QELContainerItem*));
+    } else {
+        array = NULL;
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return *this;
+}
+
+QELBoolean QELVector::operator==(const QELVector& other) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
+    if (size != other.size)
+        return false;
+    for (int i = 0; i < size; ++i)
+        if (array[i] != other.array[i])
+            return false;
+    return true;
+}
+
+QELBoolean QELVector::operator!=(const QELVector& other) const
+{
+    return !(*this == other);
+}
+
+int QELVector::addElement(const QELContainerItem* item, bool unique)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (unique) {
+        const int n = size;
+        const QELContainerItem* const* a = array;
+        for (int i = 0; i < n; ++i) {
+            if (compare2Object(a[i], item) == 0) {
+                QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+                return -1;
+            }
+        }
+    }
+    if (size >= array_size)
+        grow();
+    int index = size;
+    array[index] = item;
+    ++size;
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return index;
+}
+
+int QELVector::containsElement(const QELContainerItem* item) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    const int n = size;
+    const QELContainerItem* const* a = array;
+    for (int i = 0; i < n; ++i) {
+        if (a[i] == item) {
+            QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+            return i;
+        }
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return -1;
+}
+
+QELContainerItem* QELVector::operator[](int index) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (index < 0 || index >= size)
+        return NULL;
+    return const_cast<QELContainerItem*>(array[index]);
+}
+
+int QELVector::findFirstElement(const QELContainerKey* key) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    const int n = size;
+    const QELContainerItem* const* a = array;
+    for (int i = 0; i < n; ++i) {
+        if (compare2Key(a[i], key) == 0) {
+            QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+            return i;
+        }
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return -1;
+}
+
+int QELVector::findLastElement(const QELContainerKey* key) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    const QELContainerItem* const* a = array;
+    for (int i = size - 1; i >= 0; --i) {
+        if (compare2Key(a[i], key) == 0) {
+            QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+            return i;
+        }
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return -1;
+}
+
+int QELVector::findNextElement(const QELContainerKey* key, int from) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (from < 0)
+        return -1;
+    const int n = size;
+    const QELContainerItem* const* a = array;
+    for (int i = from + 1; i < n; ++i) {
+        if (compare2Key(a[i], key) == 0) {
+            QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+            return i;
+        }
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return -1;
+}
+
+int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (from >= size || from <= 0)
+        return -1;
+    const QELContainerItem* const* a = array;
+    for (int i = from - 1; i >= 0; --i) {
+        if (compare2Key(a[i], key) == 0) {
+            QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+            return i;
+        }
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return -1;
+}
+
+QELContainerItem* QELVector::removeElement(int index)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (index < 0 || index >= size)
+        return NULL;
+    QELContainerItem* item = const_cast<QELContainerItem*>(array[index]);
+    --size;
+    if (size > 0)
+        array[index] = array[size];
+    shrinkAfterRemoval();
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return item;
+}
+
+void QELVector::resize(int n)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (n <= 0)
+        return;
+    if (array_size > 0) {
+        array_size = n;
+        array = static_cast<const QELContainerItem**>(realloc(array, n * sizeof(const QELContainerItem*)));
+    } else {
+        array_size = n >= 2 ? -n : 0;
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+}
+
+void QELVector::shrink()
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (array_size > size) {
+        if (size == 0) {
+            free(array);
+            array = NULL;
+        } else {
+            array = static_cast<const QELContainerItem**>(realloc(array, size * sizeof(const QELContainerItem*)));
+        }
+        array_size = size;
+    }
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+}
+
+// ---------------------------------------------------------------------------
+// QELVector::Iterator
+// ---------------------------------------------------------------------------
+
+QELVector::Iterator::Iterator() : QELContainer::Iterator(), position(-1)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+}
+
+QELVector::Iterator::Iterator(const QELVector& v, bool first)
+    : QELContainer::Iterator(&v), position(v.size == 0 ? -1 : (first ? 0 : v.size - 1))
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+}
+
+QELVector::Iterator::Iterator(const QELVector& v, int pos)
+    : QELContainer::Iterator(&v), position(pos >= 0 && pos < v.size ? pos : -1)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+}
+
+QELVector::Iterator::Iterator(const Iterator& other)
+    : QELContainer::Iterator(other.container), position(other.position)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+}
+
+QELContainerItem* QELVector::Iterator::operator*() const
+{
+    if (container == NULL || position < 0 || position >= container->size)
+        return NULL;
+    return const_cast<QELContainerItem*>(static_cast<const QELVector*>(container)->array[position]);
+}
+
+QELContainerItem* QELVector::Iterator::get() const
+{
+    if (container == NULL || position < 0 || position >= container->size)
+        return NULL;
+    return const_cast<QELContainerItem*>(static_cast<const QELVector*>(container)->array[position]);
+}
+
+QELContainerItem* QELVector::Iterator::moveToFirst()
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL || container->size == 0)
+        return NULL;
+    position = 0;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(static_cast<const QELVector*>(container)->array[0]);
+}
+
+QELContainerItem* QELVector::Iterator::moveToLast()
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL || container->size == 0)
+        return NULL;
+    position = container->size - 1;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(static_cast<const QELVector*>(container)->array[position]);
+}
+
+QELContainerItem* QELVector::Iterator::next(int count)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL || container->size == 0)
+        return NULL;
+    // Computed wide so that a huge count clamps instead of overflowing.
+    long long target = static_cast<long long>(position) + count;
+    if (target >= container->size) {
+        position = container->size - 1;
+        QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+        return NULL;
+    }
+    if (target < 0) {
+        position = 0;
+        QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+        return NULL;
+    }
+    position = static_cast<int>(target);
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(static_cast<const QELVector*>(container)->array[position]);
+}
+
+QELContainerItem* QELVector::Iterator::previous(int count)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL || container->size == 0)
+        return NULL;
+    long long target = static_cast<long long>(position) - count;
+    if (target >= container->size) {
+        position = container->size - 1;
+        QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+        return NULL;
+    }
+    if (target < 0) {
+        position = 0;
+        QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+        return NULL;
+    }
+    position = static_cast<int>(target);
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(static_cast<const QELVector*>(container)->array[position]);
+}
+
+QELContainerItem* QELVector::Iterator::findFirst(const QELContainerKey* key)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL)
+        return NULL;
+    const QELVector* v = static_cast<const QELVector*>(container);
+    int i = v->findFirstElement(key);
+    if (i == -1)
+        return NULL;
+    position = i;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(v->array[i]);
+}
+
+QELContainerItem* QELVector::Iterator::findLast(const QELContainerKey* key)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL)
+        return NULL;
+    const QELVector* v = static_cast<const QELVector*>(container);
+    int i = v->findLastElement(key);
+    if (i == -1)
+        return NULL;
+    position = i;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(v->array[i]);
+}
+
+QELContainerItem* QELVector::Iterator::findNext(const QELContainerKey* key)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL)
+        return NULL;
+    const QELVector* v = static_cast<const QELVector*>(container);
+    int i = v->findNextElement(key, position);
+    if (i == -1)
+        return NULL;
+    position = i;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(v->array[i]);
+}
+
+QELContainerItem* QELVector::Iterator::findPrevious(const QELContainerKey* key)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL)
+        return NULL;
+    const QELVector* v = static_cast<const QELVector*>(container);
+    int i = v->findPreviousElement(key, position);
+    if (i == -1)
+        return NULL;
+    position = i;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(v->array[i]);
+}
+
+QELBoolean QELVector::Iterator::operator==(const Iterator& other) const
+{
+    return container == other.container && position == other.position;
+}
+
+QELBoolean QELVector::Iterator::operator!=(const Iterator& other) const
+{
+    return !(*this == other);
+}
+
+QELVector::Iterator& QELVector::Iterator::operator=(const Iterator& other)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT((&other)));
+    container = other.container;
+    position = other.position;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return *this;
+}
+
+QELContainerItem* QELVector::Iterator::moveTo(QELVector& v, bool first)
+{
+    container = &v;
+    if (v.size == 0) {
+        position = -1;
+        QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+        return NULL;
+    }
+    position = first ? 0 : v.size - 1;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(v.array[position]);
+}
+
+QELContainerItem* QELVector::Iterator::moveTo(int pos)
+{
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    if (container == NULL || pos < 0 || pos >= container->size)
+        return NULL;
+    position = pos;
+    QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
+    return const_cast<QELContainerItem*>(static_cast<const QELVector*>(container)->array[pos]);
+}
+
+// ---------------------------------------------------------------------------
+// QELOrderedVector
+// ---------------------------------------------------------------------------
+
+QELContainerItem* QELOrderedVector::remove(QELContainer::Iterator* where)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (where == NULL || where->container != static_cast<const QELContainer*>(this))
+        return NULL;
+    Iterator* it = static_cast<Iterator*>(where);
+    if (it->position < 0 || it->position >= size)
+        return NULL;
+    QELContainerItem* item = remove(it->position);
+    if (it->position >= size)
+        --it->position;
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return item;
+}
+
+QELBoolean QELOrderedVector::insertElement(const QELContainerItem* item, int pos)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (pos < 0 || pos >= size)
+        return false;
+    if (size >= array_size)
+        grow();
+    memmove(array + pos + 1, array + pos, (size - pos) * sizeof(const QELContainerItem*));
+    array[pos] = item;
+    ++size;
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return true;
+}
+
+QELContainerItem* QELOrderedVector::remove(int i)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    if (i < 0 || i >= size)
+        return NULL;
+    QELContainerItem* item = const_cast<QELContainerItem*>(array[i]);
+    --size;
+    if (size > 0)
+        memmove(array + i, array + i + 1, (size - i) * sizeof(const QELContainerItem*));
+    shrinkAfterRemoval();
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return item;
+}
+
+// ---------------------------------------------------------------------------
+// QELConstVector
+// ---------------------------------------------------------------------------
+
+QELConstVector::QELConstVector(const QELContainerItem** items, int count) : QELVector()
+{
+    size = count;
+    array_size = count;
+    array = items;
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+}
+
+QELConstVector::QELConstVector(const QELConstVector& other) : _QELContainer(), QELVector()
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
+    size = other.size;
+    array_size = other.array_size;
+    array = other.array;
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+}
+
+// Forgets the caller's array before the vector destructor runs, which then
+// finds nothing to release.
+QELConstVector::~QELConstVector()
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    size = 0;
+    array_size = 0;
+    array = NULL;
+}
+
+QELVector& QELConstVector::operator=(const QELVector&)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return *this;
+}
+
+QELBoolean QELConstVector::empty()
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return false;
+}
+
+QELBoolean QELConstVector::add(const QELContainerItem*, bool, QELContainer::Iterator*)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return false;
+}
+
+QELContainerItem* QELConstVector::remove(QELContainer::Iterator*)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return NULL;
+}
+
+int QELConstVector::addElement(const QELContainerItem*, bool)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return -1;
+}
+
+QELContainerItem* QELConstVector::removeElement(int)
+{
+    QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
+    return NULL;
+}
