@@ -1,1 +1,904 @@
-// QELString: (being written)
+// QELString: construction, assignment, growth, lock/wrap, hashing and the
+// derived substring, case, escape, trim and UTF-16 operations.
+#include "QELString.h"
+
+#include <climits>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctype.h>
+
+#include <unicode/unistr.h>
+#include <unicode/ustring.h>
+
+// The invariant compares the unsigned alloc with the signed len on purpose
+// (a locked string's negative len then fails it); keep that quiet here.
+#pragma GCC diagnostic ignored "-Wsign-compare"
+
+// The one-byte terminator shared by every empty string. Constant-initialised
+// so that static initialisers of other files may build strings at any time.
+static char qelEmptyBuffer[1] = { '\0' };
+char* QELString::emptyPtr = qelEmptyBuffer;
+
+// Built at load time; this file is first in the library's link order.
+QELString emptyString;
+
+QELString& getEmptyTString()
+{
+    static QELString qelEmptyTString;
+    return qelEmptyTString;
+}
+
+// ---------------------------------------------------------------------------
+// File-local helpers. They never assert: each operation checks the invariant
+// itself so that a report names that operation.
+
+// Grows (or sizes) the block of `s` to exactly `size` bytes. An owned block is
+// reallocated; a buffer that is not owned (emptyPtr or a wrapped one) is
+// copied into a fresh block and left untouched.
+static inline void qelGrow(QELString& s, unsigned int size)
+{
+    if (s.alloc != 0) {
+        s.p = static_cast<char*>(realloc(s.p, size));
+    } else {
+        char* np = static_cast<char*>(malloc(size));
+        memcpy(np, s.p, s.len);
+        np[s.len] = '\0';
+        s.p = np;
+    }
+    s.alloc = size;
+}
+
+// Makes `t` (a freshly constructed empty string) own exactly n + 1 bytes,
+// n > 0, holding the n bytes at `src` and a terminator.
+static inline void qelFill(QELString& t, const char* src, unsigned int n)
+{
+    t.p = static_cast<char*>(malloc(n + 1));
+    memcpy(t.p, src, n);
+    t.p[n] = '\0';
+    t.alloc = n + 1;
+    t.len = static_cast<int>(n);
+}
+
+// The offset of `src` inside the owned block of `s`, or -1 when it lies
+// elsewhere: a source inside the block moves with it when it is reallocated
+// (appending a string to itself).
+static inline ptrdiff_t qelOffsetIn(const QELString& s, const char* src)
+{
+    uintptr_t a = reinterpret_cast<uintptr_t>(src);
+    uintptr_t b = reinterpret_cast<uintptr_t>(s.p);
+    if (s.alloc != 0 && a >= b && a < b + s.alloc)
+        return static_cast<ptrdiff_t>(a - b);
+    return -1;
+}
+
+// ---------------------------------------------------------------------------
+// Construction and destruction.
+
+QELString::QELString()
+    : p(emptyPtr), len(0), alloc(0), wbuf(NULL)
+{
+}
+
+QELString::QELString(const char* s, int n)
+{
+    wbuf = NULL;
+    init(s, n);
+}
+
+QELString::QELString(const uchar* s, int n)
+{
+    wbuf = NULL;
+    init(s, n);
+}
+
+QELString::QELString(const QELString& s)
+{
+    wbuf = NULL;
+    QEL_ASSERT(QEL_STRING_INVARIANT(&s));
+    if (s.len == 0) {
+        p = emptyPtr;
+        len = 0;
+        alloc = 0;
+    } else {
+        len = s.len;
+        alloc = static_cast<unsigned int>(s.len) + 1;
+        p = static_cast<char*>(malloc(alloc));
+        memcpy(p, s.p, s.len);
+        p[s.len] = '\0';
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+QELString::QELString(char c)
+{
+    wbuf = NULL;
+    p = static_cast<char*>(malloc(2));
+    p[0] = c;
+    p[1] = '\0';
+    len = 1;
+    alloc = 2;
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+QELString::QELString(int v)
+{
+    wbuf = NULL;
+    alloc = 12;
+    p = static_cast<char*>(malloc(alloc));
+    len = snprintf(p, alloc, "%d", v);
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+QELString::QELString(long v)
+{
+    wbuf = NULL;
+    alloc = 21;
+    p = static_cast<char*>(malloc(alloc));
+    len = snprintf(p, alloc, "%ld", v);
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+QELString::~QELString()
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (alloc != 0)
+        free(p);
+    // wbuf is deliberately not released here (existing behaviour).
+}
+
+// A null `s` gives the empty string; a negative `n` takes strlen(s). An `n`
+// that runs past a NUL of `s` is kept as the length (callers pass counts).
+void QELString::init(const char* s, int n)
+{
+    size_t l;
+    if (s == NULL)
+        l = 0;
+    else if (n < 0)
+        l = strlen(s);
+    else
+        l = static_cast<size_t>(n);
+    if (l == 0) {
+        p = emptyPtr;
+        len = 0;
+        alloc = 0;
+    } else {
+        alloc = static_cast<unsigned int>(l) + 1;
+        p = static_cast<char*>(malloc(alloc));
+        if (n < 0)
+            memcpy(p, s, l);
+        else
+            strncpy(p, s, l);
+        p[l] = '\0';
+        len = static_cast<int>(l);
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+// UTF-16 to UTF-8 through ICU into a block of 4 bytes per unit plus one,
+// which is kept at that size.
+void QELString::init(const uchar* s, int n)
+{
+    int32_t l;
+    if (s == NULL)
+        l = 0;
+    else if (n < 0)
+        l = u_strlen(reinterpret_cast<const UChar*>(s));
+    else
+        l = n;
+    if (l == 0) {
+        p = emptyPtr;
+        len = 0;
+        alloc = 0;
+    } else {
+        icu::UnicodeString us(reinterpret_cast<const UChar*>(s), l);
+        alloc = 4 * static_cast<unsigned int>(l) + 1;
+        p = static_cast<char*>(malloc(alloc));
+        int32_t written = us.extract(0, us.length(), p, alloc, "utf-8");
+        if (written < 0)
+            written = 0;
+        else if (static_cast<unsigned int>(written) >= alloc)
+            written = static_cast<int32_t>(alloc) - 1;
+        len = written;
+        p[written] = '\0';
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+// ---------------------------------------------------------------------------
+// Assignment and concatenation.
+
+// No change at all when both already share one buffer; the block never shrinks.
+void QELString::operator=(const QELString& s)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(&s));
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (p == s.p)
+        return;
+    unsigned int n = static_cast<unsigned int>(s.len);
+    if (n < alloc) {
+        memmove(p, s.p, n);
+        p[n] = '\0';
+    } else if (n == 0) {
+        p = emptyPtr;
+    } else {
+        if (alloc != 0)
+            p = static_cast<char*>(realloc(p, n + 1));
+        else
+            p = static_cast<char*>(malloc(n + 1));
+        memcpy(p, s.p, n);
+        p[n] = '\0';
+        alloc = n + 1;
+    }
+    len = s.len;
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+// An empty `right` changes nothing; otherwise grows to exactly the sum + 1.
+const QELString& QELString::operator+=(const QELString& right)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    QEL_ASSERT(QEL_STRING_INVARIANT(&right));
+    if (right.len != 0) {
+        unsigned int rlen = static_cast<unsigned int>(right.len);
+        unsigned int needed = static_cast<unsigned int>(len) + rlen + 1;
+        const char* src = right.p;
+        if (needed > alloc) {
+            // Appending itself, or a string wrapping this block.
+            ptrdiff_t off = qelOffsetIn(*this, src);
+            qelGrow(*this, needed);
+            if (off >= 0)
+                src = p + off;
+        }
+        memcpy(p + len, src, rlen);
+        len += right.len;
+        p[len] = '\0';
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+// An empty total returns a string that owns nothing; otherwise the result
+// owns exactly total + 1 bytes.
+QELString operator+(const QELString& s1, const QELString& s2)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(&s1));
+    QEL_ASSERT(QEL_STRING_INVARIANT(&s2));
+    unsigned int n1 = static_cast<unsigned int>(s1.len);
+    unsigned int n2 = static_cast<unsigned int>(s2.len);
+    unsigned int total = n1 + n2;
+    if (total == 0)
+        return getEmptyTString();
+    QELString t;
+    t.p = static_cast<char*>(malloc(total + 1));
+    t.alloc = total + 1;
+    memcpy(t.p, s1.p, n1);
+    memcpy(t.p + n1, s2.p, n2);
+    t.p[total] = '\0';
+    t.len = static_cast<int>(total);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+// n < 1 appends the whole of `s`; n >= 1 reserves n more characters but
+// advances len only to the first NUL among them. A null `s` changes nothing.
+QELString& QELString::append(const char* s, int n)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (s != NULL) {
+        if (n < 1) {
+            unsigned int l = static_cast<unsigned int>(strlen(s));
+            if (l != 0) {
+                unsigned int needed = static_cast<unsigned int>(len) + l + 1;
+                if (needed > alloc) {
+                    ptrdiff_t off = qelOffsetIn(*this, s);
+                    qelGrow(*this, needed);
+                    if (off >= 0)
+                        s = p + off;
+                }
+                memcpy(p + len, s, l);
+                len += static_cast<int>(l);
+                p[len] = '\0';
+            }
+        } else {
+            unsigned int un = static_cast<unsigned int>(n);
+            if (alloc <= static_cast<unsigned int>(len) + un) {
+                ptrdiff_t off = qelOffsetIn(*this, s);
+                qelGrow(*this, static_cast<unsigned int>(len) + un + 1);
+                if (off >= 0)
+                    s = p + off;
+            }
+            // strncpy semantics: copy up to n bytes, pad the rest with NULs.
+            size_t k = strnlen(s, un);
+            memmove(p + len, s, k);
+            memset(p + len + k, 0, un - k + 1);
+            len += static_cast<int>(k);
+        }
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+// A NUL changes nothing.
+QELString& QELString::append(char c)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (c != '\0') {
+        if (alloc <= static_cast<unsigned int>(len) + 1)
+            qelGrow(*this, static_cast<unsigned int>(len) + 2);
+        p[len] = c;
+        p[len + 1] = '\0';
+        len++;
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+// A NUL or a count below 1 changes nothing.
+QELString& QELString::append(char c, int count)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (c != '\0' && count > 0) {
+        unsigned int uc = static_cast<unsigned int>(count);
+        if (alloc <= static_cast<unsigned int>(len) + uc)
+            qelGrow(*this, static_cast<unsigned int>(len) + uc + 1);
+        memset(p + len, c, uc);
+        len += count;
+        p[len] = '\0';
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+// One exact resize for the whole list; an unowned string always gets its
+// own block, even for an empty list.
+QELString& QELString::add(const QELString* const* list)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    unsigned int total = static_cast<unsigned int>(len);
+    for (const QELString* const* s = list; *s != NULL; s++) {
+        QEL_ASSERT(QEL_STRING_INVARIANT(*s));
+        total += static_cast<unsigned int>((*s)->len);
+    }
+    uintptr_t oldp = reinterpret_cast<uintptr_t>(p);
+    if (total >= alloc)
+        qelGrow(*this, total + 1);
+    char* d = p + len;
+    for (const QELString* const* s = list; *s != NULL; s++) {
+        const char* src = (*s)->p;
+        if (reinterpret_cast<uintptr_t>(src) == oldp)  // this string, or one wrapping its block
+            src = p;
+        memcpy(d, src, (*s)->len);
+        d += (*s)->len;
+    }
+    *d = '\0';
+    len = static_cast<int>(total);
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+// The arguments from `first` up to a null pointer form the list.
+QELString& QELString::add(const QELString* first, ...)
+{
+    va_list ap;
+    size_t count = 0;
+    if (first != NULL) {
+        count = 1;
+        va_start(ap, first);
+        while (va_arg(ap, const QELString*) != NULL)
+            count++;
+        va_end(ap);
+    }
+    const QELString* local[16];
+    const QELString** list = count < 16 ? local
+        : static_cast<const QELString**>(malloc((count + 1) * sizeof(const QELString*)));
+    list[0] = first;
+    if (first != NULL) {
+        va_start(ap, first);
+        for (size_t i = 1; i <= count; i++)
+            list[i] = va_arg(ap, const QELString*);
+        va_end(ap);
+    }
+    add(list);
+    if (list != local)
+        free(list);
+    return *this;
+}
+
+// Plain NUL-terminated strings, one exact resize, terminator written once.
+// Lengths are taken once, before anything is written, so an element that
+// points into this string's own block copies the text it had at the call.
+QELString& QELString::add(const char* const* list)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    size_t count = 0;
+    while (list[count] != NULL)
+        count++;
+    size_t localLengths[16];
+    size_t* lengths = count <= 16 ? localLengths : static_cast<size_t*>(malloc(count * sizeof(size_t)));
+    unsigned int total = static_cast<unsigned int>(len);
+    for (size_t i = 0; i < count; i++) {
+        lengths[i] = strlen(list[i]);
+        total += static_cast<unsigned int>(lengths[i]);
+    }
+    uintptr_t oldp = reinterpret_cast<uintptr_t>(p);
+    uintptr_t oldEnd = oldp + alloc;
+    if (total >= alloc)
+        qelGrow(*this, total + 1);
+    char* d = p + len;
+    for (size_t i = 0; i < count; i++) {
+        const char* src = list[i];
+        uintptr_t a = reinterpret_cast<uintptr_t>(src);
+        if (a >= oldp && a < oldEnd)  // a pointer into this string's own block
+            src = p + (a - oldp);
+        memmove(d, src, lengths[i]);
+        d += lengths[i];
+    }
+    *d = '\0';
+    len = static_cast<int>(total);
+    if (lengths != localLengths)
+        free(lengths);
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+QELString& QELString::add(const char* first, ...)
+{
+    va_list ap;
+    size_t count = 0;
+    if (first != NULL) {
+        count = 1;
+        va_start(ap, first);
+        while (va_arg(ap, const char*) != NULL)
+            count++;
+        va_end(ap);
+    }
+    const char* local[16];
+    const char** list = count < 16 ? local
+        : static_cast<const char**>(malloc((count + 1) * sizeof(const char*)));
+    list[0] = first;
+    if (first != NULL) {
+        va_start(ap, first);
+        for (size_t i = 1; i <= count; i++)
+            list[i] = va_arg(ap, const char*);
+        va_end(ap);
+    }
+    add(list);
+    if (list != local)
+        free(list);
+    return *this;
+}
+
+// ---------------------------------------------------------------------------
+// Sizing and state.
+
+// An owned block is kept; an unowned string goes back to emptyPtr.
+void QELString::empty()
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    len = 0;
+    if (alloc != 0)
+        p[0] = '\0';
+    else
+        p = emptyPtr;
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+// Sizes the block to exactly max(n, len) + 1 bytes, shrinking or growing.
+unsigned int QELString::resize(unsigned int n)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    unsigned int target = n > static_cast<unsigned int>(len) ? n : static_cast<unsigned int>(len);
+    unsigned int size = target + 1;
+    if (alloc != size)
+        qelGrow(*this, size);
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return alloc - 1;
+}
+
+// Nested locks count down in len; an unowned buffer is copied first.
+char* QELString::lock()
+{
+    if (len < 0) {
+        len--;
+        return p;
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (alloc == 0)
+        qelGrow(*this, static_cast<unsigned int>(len) + 1);
+    len = -1;
+    return p;
+}
+
+// Returns false on an unlocked string. Recomputes len from the text when the
+// last level is released, or at once for every level when `recompute`.
+bool QELString::unlock(bool recompute)
+{
+    if (len >= 0)
+        return false;
+    len++;
+    if (len < 0 && !recompute)
+        return true;
+    len = static_cast<int>(strlen(p));
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return true;
+}
+
+// Wrapping a string that already shares this buffer changes nothing.
+void QELString::wrap(const QELString& s)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    QEL_ASSERT(QEL_STRING_INVARIANT(&s));
+    if (p != s.p) {
+        if (alloc != 0)
+            free(p);
+        p = s.p;
+        len = s.len;
+        alloc = 0;
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+// A null `s` gives the shared empty string.
+void QELString::wrap(const char* s)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (s == NULL)
+        s = emptyPtr;
+    if (p != s) {
+        if (alloc != 0)
+            free(p);
+        p = const_cast<char*>(s);
+        len = static_cast<int>(strlen(s));
+        alloc = 0;
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+}
+
+// Returns false when the buffer is already owned.
+bool QELString::unwrap(unsigned int extra)
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (alloc != 0)
+        return false;
+    qelGrow(*this, static_cast<unsigned int>(len) + extra + 1);
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+// Hashing: h = h * 31 + signed byte over the text, plus a length.
+
+// Hashes the n bytes at s. Eight bytes per step with precomputed powers of
+// 31 give the same 32-bit result as the byte loop, with a shorter chain.
+static inline unsigned int qelHashBytes(const char* s, size_t n)
+{
+    const signed char* b = reinterpret_cast<const signed char*>(s);
+    const unsigned int p1 = 31u, p2 = p1 * 31u, p3 = p2 * 31u, p4 = p3 * 31u;
+    const unsigned int p5 = p4 * 31u, p6 = p5 * 31u, p7 = p6 * 31u, p8 = p7 * 31u;
+    unsigned int h = 0;
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        h = h * p8
+            + static_cast<unsigned int>(b[i]) * p7
+            + static_cast<unsigned int>(b[i + 1]) * p6
+            + static_cast<unsigned int>(b[i + 2]) * p5
+            + static_cast<unsigned int>(b[i + 3]) * p4
+            + static_cast<unsigned int>(b[i + 4]) * p3
+            + static_cast<unsigned int>(b[i + 5]) * p2
+            + static_cast<unsigned int>(b[i + 6]) * p1
+            + static_cast<unsigned int>(b[i + 7]);
+    }
+    for (; i < n; i++)
+        h = h * 31u + static_cast<unsigned int>(b[i]);
+    return h;
+}
+
+// Adds the field len (not the scanned count).
+unsigned int QELString::hashCode() const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return qelHashBytes(p, strlen(p)) + static_cast<unsigned int>(len);
+}
+
+// Adds the number of bytes scanned; a null pointer hashes as the empty text.
+unsigned int stringHashCode(const char* s)
+{
+    if (s == NULL)
+        return 0;
+    size_t n = strlen(s);
+    return qelHashBytes(s, n) + static_cast<unsigned int>(n);
+}
+
+// ---------------------------------------------------------------------------
+// Substrings. Each returns a copy of getEmptyTString() for an empty result,
+// else a string owning exactly its length + 1 bytes. Positions are clamped.
+
+QELString QELString::mid(unsigned int start, unsigned int count) const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    unsigned int l = static_cast<unsigned int>(len);
+    if (start >= l || count == 0)
+        return getEmptyTString();
+    unsigned int n = l - start < count ? l - start : count;
+    QELString t;
+    qelFill(t, p + start, n);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+QELString QELString::mid(unsigned int start) const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    unsigned int l = static_cast<unsigned int>(len);
+    if (start >= l)
+        return getEmptyTString();
+    QELString t;
+    qelFill(t, p + start, l - start);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+QELString QELString::left(unsigned int n) const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    unsigned int l = static_cast<unsigned int>(len);
+    unsigned int m = n < l ? n : l;
+    if (m == 0)
+        return getEmptyTString();
+    QELString t;
+    qelFill(t, p, m);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+QELString QELString::right(unsigned int n) const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    unsigned int l = static_cast<unsigned int>(len);
+    unsigned int m = n < l ? n : l;
+    if (m == 0)
+        return getEmptyTString();
+    QELString t;
+    qelFill(t, p + (l - m), m);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+// ---------------------------------------------------------------------------
+// In-place rewriting. A wrapped buffer is never written: the rewritten text
+// goes into a new block of len + 1 bytes.
+
+// Rewrites every byte up to the terminator with `f` (applied to the signed
+// byte value), into a private block when the buffer is not owned.
+template <class F>
+static inline void qelRewrite(QELString& s, F f)
+{
+    const char* src = s.p;
+    char* dst = s.p;
+    if (s.alloc == 0) {
+        dst = static_cast<char*>(malloc(static_cast<size_t>(s.len) + 1));
+        memcpy(dst, src, static_cast<size_t>(s.len) + 1);
+    }
+    for (size_t i = 0; src[i] != '\0'; i++)
+        dst[i] = static_cast<char>(f(static_cast<signed char>(src[i])));
+    if (s.alloc == 0) {
+        dst[s.len] = '\0';
+        s.p = dst;
+        s.alloc = static_cast<unsigned int>(s.len) + 1;
+    }
+}
+
+QELString& QELString::toLower()
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (len != 0) {
+#ifdef __GLIBC__
+        // The table behind tolower(), indexable from -128 to 255.
+        const int32_t* table = *__ctype_tolower_loc();
+        qelRewrite(*this, [table](int c) { return table[c]; });
+#else
+        qelRewrite(*this, [](int c) { return tolower(c); });
+#endif
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+QELString& QELString::toUpper()
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (len != 0) {
+#ifdef __GLIBC__
+        const int32_t* table = *__ctype_toupper_loc();
+        qelRewrite(*this, [table](int c) { return table[c]; });
+#else
+        qelRewrite(*this, [](int c) { return toupper(c); });
+#endif
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+QELString& QELString::toAscii()
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (len != 0)
+        qelRewrite(*this, [](int c) { return c & 0x7f; });
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+// Byte-wise: multi-byte UTF-8 sequences come out reversed too (intended).
+QELString& QELString::reverse()
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    size_t n = static_cast<size_t>(len);
+    if (n != 0) {
+        if (alloc == 0) {
+            char* np = static_cast<char*>(malloc(n + 1));
+            for (size_t i = 0; i < n; i++)
+                np[i] = p[n - 1 - i];
+            np[n] = '\0';
+            p = np;
+            alloc = static_cast<unsigned int>(n) + 1;
+        } else {
+            char* a = p;
+            char* b = p + n - 1;
+            while (a < b) {
+                char c = *a;
+                *a++ = *b;
+                *b-- = c;
+            }
+        }
+    }
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    return *this;
+}
+
+// ---------------------------------------------------------------------------
+// Escaping and trimming; each returns a new string.
+
+// Line feed -> \n, carriage return -> \r, " -> \", \ -> \\.
+QELString QELString::escapeChars() const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    size_t n = 0, extra = 0;
+    for (; p[n] != '\0'; n++) {
+        char c = p[n];
+        if (c == '\n' || c == '\r' || c == '"' || c == '\\')
+            extra++;
+    }
+    if (n == 0)
+        return getEmptyTString();
+    QELString t;
+    size_t total = n + extra;
+    t.p = static_cast<char*>(malloc(total + 1));
+    t.alloc = static_cast<unsigned int>(total) + 1;
+    char* d = t.p;
+    for (const char* s = p; *s != '\0'; s++) {
+        switch (*s) {
+        case '\n': *d++ = '\\'; *d++ = 'n'; break;
+        case '\r': *d++ = '\\'; *d++ = 'r'; break;
+        case '"': *d++ = '\\'; *d++ = '"'; break;
+        case '\\': *d++ = '\\'; *d++ = '\\'; break;
+        default: *d++ = *s; break;
+        }
+    }
+    *d = '\0';
+    t.len = static_cast<int>(total);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+// `esc` before every `c`, and before every `esc` too when escapeEsc.
+QELString QELString::escapeChar(char c, char esc, bool escapeEsc) const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    size_t n = 0, extra = 0;
+    for (; p[n] != '\0'; n++) {
+        if (p[n] == c || (escapeEsc && p[n] == esc))
+            extra++;
+    }
+    if (n == 0)
+        return getEmptyTString();
+    QELString t;
+    size_t total = n + extra;
+    t.p = static_cast<char*>(malloc(total + 1));
+    t.alloc = static_cast<unsigned int>(total) + 1;
+    char* d = t.p;
+    for (const char* s = p; *s != '\0'; s++) {
+        if (*s == c || (escapeEsc && *s == esc))
+            *d++ = esc;
+        *d++ = *s;
+    }
+    *d = '\0';
+    t.len = static_cast<int>(total);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+// Drops an `esc` followed by a byte and copies that byte as it stands; a
+// trailing lone `esc` is kept.
+QELString QELString::unescapeChar(char esc) const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    size_t n = 0, dropped = 0;
+    for (; p[n] != '\0'; n++) {
+        if (p[n] == esc && p[n + 1] != '\0') {
+            dropped++;
+            n++;
+        }
+    }
+    if (n - dropped == 0)
+        return getEmptyTString();
+    QELString t;
+    size_t total = n - dropped;
+    t.p = static_cast<char*>(malloc(total + 1));
+    t.alloc = static_cast<unsigned int>(total) + 1;
+    char* d = t.p;
+    for (const char* s = p; *s != '\0'; s++) {
+        if (*s == esc && s[1] != '\0')
+            s++;
+        *d++ = *s;
+    }
+    *d = '\0';
+    t.len = static_cast<int>(total);
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+// Trims bytes whose signed value is below 33: controls, the space and,
+// deliberately, every byte from 0x80 to 0xFF ("café" trims to "caf").
+QELString QELString::trim() const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    const char* s = p;
+    while (*s != '\0' && static_cast<signed char>(*s) < 33)
+        s++;
+    if (*s == '\0')
+        return getEmptyTString();
+    const char* e = p + len - 1;
+    while (static_cast<signed char>(*e) < 33)
+        e--;
+    QELString t;
+    qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+// Trims only spaces (32).
+QELString QELString::trimSpaces() const
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    const char* s = p;
+    while (*s == ' ')
+        s++;
+    if (*s == '\0')
+        return getEmptyTString();
+    const char* e = p + len - 1;
+    while (*e == ' ')
+        e--;
+    QELString t;
+    qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+    QEL_ASSERT(QEL_STRING_INVARIANT(&t));
+    return t;
+}
+
+// ---------------------------------------------------------------------------
+// UTF-16 view: replaces the cache with (units + 1) 16-bit units, terminated.
+const unsigned short* QELString::wchars()
+{
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (wbuf != NULL)
+        free(wbuf);
+    icu::UnicodeString us(p, "utf-8");
+    int32_t n = us.length();
+    wbuf = static_cast<unsigned short*>(malloc(static_cast<size_t>(n) * 2 + 2));
+    UErrorCode err = U_ZERO_ERROR;
+    us.extract(reinterpret_cast<UChar*>(wbuf), n + 1, err);
+    wbuf[n] = 0;
+    return wbuf;
+}
