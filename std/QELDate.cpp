@@ -1,1 +1,420 @@
-// QELDate: (being written)
+// QELDate: dates and times, their ODBC structures, text forms and seconds.
+#include "QELDate.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdarg>
+#include <cstdio>
+
+// The fields must overlay the ODBC structures exactly: getDate() and
+// getTime() hand out pointers into this object.
+static_assert(sizeof(TIMESTAMP_STRUCT) == 16, "unexpected TIMESTAMP_STRUCT size");
+static_assert(offsetof(QELDate, year) == offsetof(TIMESTAMP_STRUCT, year), "year");
+static_assert(offsetof(QELDate, month) == offsetof(TIMESTAMP_STRUCT, month), "month");
+static_assert(offsetof(QELDate, day) == offsetof(TIMESTAMP_STRUCT, day), "day");
+static_assert(offsetof(QELDate, hour) == offsetof(TIMESTAMP_STRUCT, hour), "hour");
+static_assert(offsetof(QELDate, minute) == offsetof(TIMESTAMP_STRUCT, minute), "minute");
+static_assert(offsetof(QELDate, second) == offsetof(TIMESTAMP_STRUCT, second), "second");
+static_assert(offsetof(QELDate, fraction) == offsetof(TIMESTAMP_STRUCT, fraction), "fraction");
+static_assert(offsetof(QELDate, minute) - offsetof(QELDate, hour) == offsetof(TIME_STRUCT, minute), "TIME_STRUCT");
+static_assert(offsetof(QELDate, second) - offsetof(QELDate, hour) == offsetof(TIME_STRUCT, second), "TIME_STRUCT");
+
+const int32_t month_offset[2][13] = {
+    { 0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 303, 334, 365 },
+    { 0, 31, 60, 91, 121, 152, 182, 213, 244, 274, 304, 335, 366 },
+};
+
+// Kept with month_offset as the calendar's second table; nothing reads it.
+const int32_t dmsize[2][12] = {
+    { 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31 },
+    { 31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31 },
+};
+
+QELDate::QELDate()
+{
+    text[0] = '\0';
+    empty();
+}
+
+QELDate::QELDate(DATE_STRUCT d)
+{
+    text[0] = '\0';
+    setDate(&d);
+}
+
+QELDate::QELDate(TIME_STRUCT t)
+{
+    text[0] = '\0';
+    setDate(&t);
+}
+
+QELDate::QELDate(TIMESTAMP_STRUCT ts)
+{
+    text[0] = '\0';
+    setDate(&ts);
+}
+
+QELDate::QELDate(long seconds)
+{
+    text[0] = '\0';
+    empty();
+    setDate(seconds);
+}
+
+void QELDate::empty()
+{
+    year = 0;
+    month = day = hour = minute = second = 0;
+    fraction = 0;
+    isNull = true;
+}
+
+void QELDate::setDate(const DATE_STRUCT* d)
+{
+    if (d == nullptr) {
+        isNull = true;
+        return;
+    }
+    year = d->year;
+    month = d->month;
+    day = d->day;
+    hour = minute = second = 0;
+    fraction = 0;
+    isNull = false;
+}
+
+void QELDate::setDate(const TIME_STRUCT* t)
+{
+    if (t == nullptr) {
+        isNull = true;
+        return;
+    }
+    year = 0;
+    month = day = 0;
+    hour = t->hour;
+    minute = t->minute;
+    second = t->second;
+    fraction = 0;
+    isNull = false;
+}
+
+void QELDate::setDate(const TIMESTAMP_STRUCT* ts)
+{
+    if (ts == nullptr) {
+        isNull = true;
+        return;
+    }
+    year = ts->year;
+    month = ts->month;
+    day = ts->day;
+    hour = ts->hour;
+    minute = ts->minute;
+    second = ts->second;
+    fraction = ts->fraction;
+    isNull = false;
+}
+
+QELDate& QELDate::operator=(const DATE_STRUCT* d)
+{
+    setDate(d);
+    return *this;
+}
+
+QELDate& QELDate::operator=(const TIME_STRUCT* t)
+{
+    setDate(t);
+    return *this;
+}
+
+QELDate& QELDate::operator=(const TIMESTAMP_STRUCT* ts)
+{
+    setDate(ts);
+    return *this;
+}
+
+QELDate& QELDate::operator=(const QELDate& d)
+{
+    if (d.isNull) {
+        empty();
+        return *this;
+    }
+    year = d.year;
+    month = d.month;
+    day = d.day;
+    hour = d.hour;
+    minute = d.minute;
+    second = d.second;
+    fraction = d.fraction;
+    isNull = false;
+    return *this;
+}
+
+// Copies a broken-down time into the date fields, fraction 0.
+static void setFromTm(QELDate* date, const tm* t)
+{
+    date->year = (int16_t)(t->tm_year + 1900);
+    date->month = (uint16_t)(t->tm_mon + 1);
+    date->day = (uint16_t)t->tm_mday;
+    date->hour = (uint16_t)t->tm_hour;
+    date->minute = (uint16_t)t->tm_min;
+    date->second = (uint16_t)t->tm_sec;
+    date->fraction = 0;
+    date->isNull = false;
+}
+
+// --- Parsing: no system calls. ---
+
+static inline bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// Reads at most `maxDigits` decimal digits at *s and advances past them.
+static unsigned int readDigits(const char*& s, int maxDigits)
+{
+    unsigned int v = 0;
+    for (int i = 0; i < maxDigits && isDigit(*s); i++, s++)
+        v = v * 10 + (unsigned int)(*s - '0');
+    return v;
+}
+
+static void skipNonDigits(const char*& s)
+{
+    while (*s != '\0' && !isDigit(*s))
+        s++;
+}
+
+void QELDate::setDate(const QELString& textIn)
+{
+    empty();
+    const char* s = textIn.p;
+    if (s == nullptr || *s == '\0')
+        return;
+    skipNonDigits(s);
+    if (*s == '\0')
+        return;
+
+    // A time alone has colons but none of the date separators.
+    bool timeAlone = true;
+    bool hasColon = false;
+    for (const char* q = s; *q != '\0'; q++) {
+        if (*q == '/' || *q == ' ' || *q == '-') {
+            timeAlone = false;
+            break;
+        }
+        if (*q == ':')
+            hasColon = true;
+    }
+    if (!(timeAlone && hasColon)) {
+        year = (int16_t)readDigits(s, 4);
+        skipNonDigits(s);
+        month = (uint16_t)readDigits(s, 2);
+        skipNonDigits(s);
+        day = (uint16_t)readDigits(s, 2);
+        skipNonDigits(s);
+    }
+    hour = (uint16_t)readDigits(s, 2);
+    skipNonDigits(s);
+    minute = (uint16_t)readDigits(s, 2);
+    skipNonDigits(s);
+    second = (uint16_t)readDigits(s, 2);
+    skipNonDigits(s);
+    fraction = readDigits(s, 3);
+    if (fraction > 1000)
+        fraction = 1000;
+
+    if (year == 0 && hour == 0 && month == 0 && day == 0 && minute == 0 && second == 0 && fraction == 0)
+        return;
+    isNull = false;
+}
+
+void QELDate::getDate(TIMESTAMP_STRUCT* ts) const
+{
+    ts->year = year;
+    ts->month = month;
+    ts->day = day;
+    ts->hour = hour;
+    ts->minute = minute;
+    ts->second = second;
+    ts->fraction = fraction;
+}
+
+void QELDate::getDate(DATE_STRUCT* d) const
+{
+    d->year = year;
+    d->month = month;
+    d->day = day;
+}
+
+void QELDate::getDate(TIME_STRUCT* t) const
+{
+    t->hour = hour;
+    t->minute = minute;
+    t->second = second;
+}
+
+const TIMESTAMP_STRUCT* QELDate::getDate() const
+{
+    if (year == 0 && month == 0 && day == 0 && hour == 0 && minute == 0 && second == 0 && fraction == 0)
+        return nullptr;
+    return reinterpret_cast<const TIMESTAMP_STRUCT*>(&year);
+}
+
+const TIME_STRUCT* QELDate::getTime() const
+{
+    if (hour == 0 && minute == 0 && second == 0)
+        return nullptr;
+    return reinterpret_cast<const TIME_STRUCT*>(&hour);
+}
+
+// --- Text forms: no system calls. ---
+
+// Formats into the date's text buffer; fields are not range-checked, so an
+// out-of-range value is cut at the buffer's 29 characters.
+__attribute__((format(printf, 2, 3)))
+static const char* formatText(char* text, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof(QELDate::text), format, args);
+    va_end(args);
+    return text;
+}
+
+const char* QELDate::chars() const
+{
+    if (year == 0)
+        formatText(text, "%02d:%02d:%02d", hour, minute, second);
+    else if (hour == 0 && minute == 0 && second == 0)
+        formatText(text, "%04d/%02d/%02d", (int)year, month, day);
+    else
+        formatText(text, "%04d/%02d/%02d %02d:%02d:%02d", (int)year, month, day, hour, minute, second);
+    return text;
+}
+
+const char* QELDate::getHour() const
+{
+    formatText(text, "%02d:%02d:%02d", hour, minute, second);
+    return text;
+}
+
+const char* QELDate::getODBCDate() const
+{
+    formatText(text, "%04d-%02d-%02d", (int)year, month, day);
+    return text;
+}
+
+const char* QELDate::getODBCTimestamp() const
+{
+    if (fraction != 0)
+        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d.%d", (int)year, month, day, hour, minute, second,
+                 (int)fraction);
+    else
+        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d", (int)year, month, day, hour, minute, second);
+    return text;
+}
+
+QELString QELDate::getXmlTimestamp() const
+{
+    char buf[48];
+    int n = snprintf(buf, sizeof buf, "%04d-%2d-%02dT%02d:%02d:%02dZ", (int)year, month, day, hour, minute, second);
+    return QELString(buf, n);
+}
+
+// --- System calls: clock, time zone and the system's calendar. ---
+
+void QELDate::setDate(long seconds)
+{
+    time_t t = (time_t)seconds;
+    const tm* g = gmtime(&t);
+    if (g == nullptr) {
+        empty();
+        return;
+    }
+    setFromTm(this, g);
+}
+
+void QELDate::setDate()
+{
+    time_t now = time(nullptr);
+    const tm* l = localtime(&now);
+    if (l == nullptr) {
+        empty();
+        return;
+    }
+    setFromTm(this, l);
+}
+
+QELDate::operator long() const
+{
+    if (isNull)
+        return -1;
+    tm t = {};
+    t.tm_year = year - 1900;
+    t.tm_mon = month - 1;
+    t.tm_mday = day;
+    t.tm_hour = hour;
+    t.tm_min = minute;
+    t.tm_sec = second;
+    t.tm_isdst = -1;
+    return QELmktime_i(&t, 0);
+}
+
+long QELmktime_i(tm* t, int local)
+{
+    int isdst = t->tm_isdst;
+    time_t r = mktime(t);
+    if (r >= 0)
+        return (long)r;
+
+    // The system refused the date (or placed it before 1970): count the days
+    // ourselves. The leap rule by four alone is exact from 1901 to 2038.
+    t->tm_isdst = isdst;
+    errno = 0;
+    int years = t->tm_mon / 12;
+    int mon = t->tm_mon % 12;
+    if (mon < 0) {
+        mon += 12;
+        years--;
+    }
+    t->tm_year += years;
+    t->tm_mon = mon;
+    if ((unsigned int)(t->tm_year - 1) > 137) {
+        errno = EINVAL;
+        return -1;
+    }
+
+    long days = 0;
+    if (t->tm_year > 70) {
+        for (int y = 70; y < t->tm_year; y++)
+            days += (y % 4 == 0) ? 366 : 365;
+    } else {
+        for (int y = 69; y >= t->tm_year; y--)
+            days -= (y % 4 == 0) ? 366 : 365;
+    }
+    days += month_offset[t->tm_year % 4 == 0 ? 1 : 0][t->tm_mon];
+    days += t->tm_mday - 1;
+    long result = ((days * 24 + t->tm_hour) * 60 + t->tm_min) * 60 + t->tm_sec;
+
+    if (local != 0) {
+        tzset();
+        result += timezone;
+        if (t->tm_isdst == -1) {
+            // Ask the system about the same calendar in a year it handles:
+            // the calendar repeats every 28 years within 1901 to 2099.
+            tm probe = *t;
+            probe.tm_year = (t->tm_year + 13) % 28 + 71;
+            probe.tm_isdst = -1;
+            mktime(&probe);
+            t->tm_isdst = probe.tm_isdst;
+        }
+        if (t->tm_isdst > 0)
+            result -= 3600;
+    }
+
+    if ((result < 1 && t->tm_year > 70) || (result >= 0 && t->tm_year <= 69)) {
+        errno = EINVAL;
+        return -1;
+    }
+    return result;
+}
