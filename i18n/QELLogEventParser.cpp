@@ -1,1 +1,128 @@
-// QELLogEventParser: (being written)
+// QELLogEventParser: the log record parser of libQELI18n.so, on expat. The
+// main library finds its three entry points with dlsym by their C names.
+#include <expat.h>
+#include <string.h>
+
+#include <string>
+
+#include "QELException.h"
+#include "QELLog.h"
+#include "QELLogDeserializer.h"
+
+// One parser, reused for every record of a deserializer. It accepts exactly
+// one element, named "Message", without child elements or a document type
+// declaration; anything else is a record that does not parse.
+struct QELLogEventParser {
+    XML_Parser xml;
+    void* userData;
+    QELLog* log;
+    QELLogEventStartElementHandler onStartElement;
+    QELLogEventTextHandler onText;
+    int depth;
+    bool rejected;
+    bool used;
+    // The element's text, handed over in one piece when the element ends.
+    std::string text;
+};
+
+static void stopParser(QELLogEventParser* parser)
+{
+    parser->rejected = true;
+    XML_StopParser(parser->xml, XML_FALSE);
+}
+
+static void XMLCALL onStartElement(void* data, const XML_Char* name, const XML_Char** attributes)
+{
+    QELLogEventParser* parser = static_cast<QELLogEventParser*>(data);
+    if (parser->depth != 0 || strcmp(name, "Message") != 0) {
+        stopParser(parser);
+        return;
+    }
+    parser->depth++;
+    parser->onStartElement(parser->userData, name, attributes);
+}
+
+static void XMLCALL onEndElement(void* data, const XML_Char* name)
+{
+    (void)name;
+    QELLogEventParser* parser = static_cast<QELLogEventParser*>(data);
+    parser->depth--;
+    if (parser->depth == 0 && !parser->text.empty())
+        parser->onText(parser->userData, parser->text.data(), static_cast<int>(parser->text.size()));
+}
+
+static void XMLCALL onCharacterData(void* data, const XML_Char* text, int length)
+{
+    QELLogEventParser* parser = static_cast<QELLogEventParser*>(data);
+    if (parser->depth == 1)
+        parser->text.append(text, static_cast<size_t>(length));
+}
+
+static void XMLCALL onStartDoctype(void* data, const XML_Char*, const XML_Char*, const XML_Char*, int)
+{
+    stopParser(static_cast<QELLogEventParser*>(data));
+}
+
+// Handlers and user data, set afresh after every reset (a reset clears them).
+static void bindHandlers(QELLogEventParser* parser)
+{
+    XML_SetUserData(parser->xml, parser);
+    XML_SetElementHandler(parser->xml, onStartElement, onEndElement);
+    XML_SetCharacterDataHandler(parser->xml, onCharacterData);
+    XML_SetStartDoctypeDeclHandler(parser->xml, onStartDoctype);
+}
+
+// Reports the reason a record was refused to the parser's own log (level
+// "ERROR", code "XML"), which the deserializer sets to discard it.
+static void reportFailure(QELLogEventParser* parser)
+{
+    if (parser->log == NULL)
+        return;
+    QELString message(parser->rejected ? "not a single Message element"
+                                       : XML_ErrorString(XML_GetErrorCode(parser->xml)));
+    QELLogEvent event(message, QELString("XML"), 2, emptyString);
+    parser->log->log(event);
+}
+
+extern "C" void* createLogEventParser(void* userData, QELLog* log, QELLogEventStartElementHandler startElement,
+                                      QELLogEventTextHandler text)
+{
+    QELLogEventParser* parser = new QELLogEventParser;
+    parser->xml = XML_ParserCreate(NULL);
+    parser->userData = userData;
+    parser->log = log;
+    parser->onStartElement = startElement;
+    parser->onText = text;
+    parser->depth = 0;
+    parser->rejected = false;
+    parser->used = false;
+    bindHandlers(parser);
+    return parser;
+}
+
+// Returns true when `record` holds one well-formed Message element; the
+// callbacks have then reported its attributes and its text.
+extern "C" QELBoolean parseLogEvent(const QELString& record, void* handle)
+{
+    QELLogEventParser* parser = static_cast<QELLogEventParser*>(handle);
+    if (parser->used) {
+        XML_ParserReset(parser->xml, NULL);
+        bindHandlers(parser);
+    }
+    parser->used = true;
+    parser->depth = 0;
+    parser->rejected = false;
+    parser->text.clear();
+    XML_Status status = XML_Parse(parser->xml, record.p, record.len, XML_TRUE);
+    if (status == XML_STATUS_OK && !parser->rejected)
+        return 1;
+    reportFailure(parser);
+    return 0;
+}
+
+extern "C" void deleteLogEventParser(void* handle)
+{
+    QELLogEventParser* parser = static_cast<QELLogEventParser*>(handle);
+    XML_ParserFree(parser->xml);
+    delete parser;
+}

@@ -1,4 +1,100 @@
-// QELLogDeserializer (being written).
+// QELLogDeserializer: turns a byte stream of framed XML log records and plain
+// lines (typically a child process's standard error) back into log events.
 #ifndef QELLOGDESERIALIZER_H
 #define QELLOGDESERIALIZER_H
+
+#include <stdint.h>
+
+#include "QELException.h"
+#include "QELLog.h"
+#include "QELString.h"
+#include "QELTypes.h"
+
+// The record parser lives in the companion library "libQELI18n.so", loaded
+// with dlopen on the first record of the process. It exports, with C linkage:
+//   "createLogEventParser": a parser that reports the Message element's
+//       attributes and its text (entities decoded) through the two callbacks,
+//       with the given user data; the QELLog receives the parser's own messages.
+//   "parseLogEvent": parses one complete record; true when it is well formed.
+//   "deleteLogEventParser": frees the parser.
+typedef void (*QELLogEventStartElementHandler)(void* userData, const char* name, const char** attributes);
+typedef void (*QELLogEventTextHandler)(void* userData, const char* text, int length);
+typedef void* (*QELCreateLogEventParserFunction)(void* userData, QELLog* log,
+                                                 QELLogEventStartElementHandler startElement,
+                                                 QELLogEventTextHandler text);
+typedef QELBoolean (*QELParseLogEventFunction)(const QELString& record, void* parser);
+typedef void (*QELDeleteLogEventParserFunction)(void* parser);
+
+// Start-element callback: `userData` is the QELLogEvent being filled;
+// `attributes` holds name/value pairs ended by a null name. "type", "code",
+// "timestamp" and "stackTrace" set the matching field; the element name is
+// ignored. Any other attribute name is a programming error of the writer and
+// stops the process (assertion 0), also when it comes from a child's record.
+void startLogEventElement(void* userData, const char* name, const char** attributes);
+// Text callback: appends `length` bytes of `text` to the event's message.
+void logEventText(void* userData, const char* text, int length);
+
+// Splits a stream into framed records ("<!-- QELLog size=N        -->" then N
+// bytes of XML) and plain lines, in any cuts, and hands each as an event to
+// processEvent: a record as the event it describes, a plain line (or a record
+// that does not parse, header included) as a level-0 event whose message is
+// the line without its line end. Does not own `log`. State is 1 (header
+// expected), 2 (plain line) or 3 (record of recordSize bytes pending).
+class QELLogDeserializer {
+public:
+    // Text received and not yet consumed. While a record is pending (state 3)
+    // it still begins with the record's 29-byte header.
+    QELString buffer;
+    int32_t state;
+    int32_t recordSize;
+    QELLog* log;
+    // Opaque parser from createLogEventParser, made on the first record.
+    void* parser;
+    // Sink for the parser's own messages: discards them.
+    QELNullLog parserLog;
+    // The one event the parser fills (its address is bound into the parser).
+    QELLogEvent record;
+    // The event the parser is bound to; the parser is remade when
+    // deserializeLogEvent is given another one.
+    QELLogEvent* parserEvent;
+    // Bytes of the pending plain line already searched for a line end, so a
+    // long line arriving in pieces costs linear time.
+    int32_t scanned;
+    // Line-end bytes that may still continue the last line end when they
+    // arrive in the next piece: 0 none, 1 any run of CR and LF (after a
+    // record), 2 CR or LF (after one CR), 3 LF (after CR CR). It makes the
+    // result independent of how the stream is cut.
+    int32_t lineEndTail;
+
+    // The companion library's entry points, loaded once per process.
+    static QELCreateLogEventParserFunction createLogEventParser;
+    static QELParseLogEventFunction parseLogEvent;
+    static QELDeleteLogEventParserFunction deleteLogEventParser;
+
+    // Empty buffer, state 1, no parser. `log` may be null: events are then
+    // made and dropped.
+    QELLogDeserializer(QELLog* log);
+    // Passes the event to log->log() (its level filter applies) unless log is
+    // null. Override to take the events yourself.
+    virtual void processEvent(const QELLogEvent& event);
+    // Frees the parser; does not flush (a pending remainder is dropped).
+    virtual ~QELLogDeserializer();
+
+    // Adds text and delivers every complete record and line found in it.
+    // A state outside 1 to 3 aborts (assertion 0). A record attribute other
+    // than the four above aborts (see startLogEventElement).
+    void append(const QELString& text);
+    // Delivers everything left as plain lines, a remainder without a line
+    // end as one last line.
+    void flush();
+    // Parses the `length` bytes of `text` at `start` into `event`, loading
+    // the companion library first if needed. Returns false when the record
+    // does not parse. A missing library or entry point aborts (assertion 0).
+    QELBoolean deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start,
+                                   unsigned int length);
+
+    QELLogDeserializer(const QELLogDeserializer&) = delete;
+    QELLogDeserializer& operator=(const QELLogDeserializer&) = delete;
+};
+
 #endif
