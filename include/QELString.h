@@ -2,6 +2,15 @@
 #ifndef QELSTRING_H
 #define QELSTRING_H
 
+// The invariant below compares the unsigned alloc with the signed len on
+// purpose (a locked string's negative len then fails it). Treated as a system
+// header so that g++ does not warn wherever the macro is expanded; clang
+// still would, hence its pragma.
+#pragma GCC system_header
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wsign-compare"
+#endif
+
 #include <cstring>
 
 #include "QELAssert.h"

@@ -13,10 +13,6 @@
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
 
-// The invariant compares the unsigned alloc with the signed len on purpose
-// (a locked string's negative len then fails it); keep that quiet here.
-#pragma GCC diagnostic ignored "-Wsign-compare"
-
 // The one-byte terminator shared by every empty string. Constant-initialised
 // so that static initialisers of other files may build strings at any time.
 static char qelEmptyBuffer[1] = { '\0' };
