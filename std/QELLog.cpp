@@ -1,1 +1,364 @@
-// QELLog: (being written)
+// QELLog: log sinks, the text and framed XML formatters, the stream and
+// buffer printers, and the global standard-error sink.
+#include "QELLog.h"
+
+#include <cstring>
+#include <iostream>
+
+#include "QELAssert.h"
+#include "QELConfiguration.h"
+#include "QELDate.h"
+#include "QELText.h"
+
+const QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
+const QELString QEL_LOG_EVENT_HEADER_END(" -->");
+
+namespace {
+
+// Bytes that each input byte takes in escapeXMLString's output once at least
+// one entity is needed: 6, 5, 4 for the entities, 4 or 5 for "&#9;",
+// "&#10;", "&#13;", 0 for the other control characters (dropped), 1 else.
+struct XmlEscapeTable {
+    unsigned char width[256];
+    XmlEscapeTable()
+    {
+        for (int c = 0; c < 256; c++)
+            width[c] = c < 32 ? 0 : 1;
+        width[(unsigned char)'"'] = 6;
+        width[(unsigned char)'&'] = 5;
+        width[(unsigned char)'<'] = 4;
+        width[(unsigned char)'>'] = 4;
+        width[9] = 4;
+        width[10] = 5;
+        width[13] = 5;
+    }
+};
+const XmlEscapeTable xmlEscape;
+
+// Length of escapeXMLString(s) for the n bytes at s, computed without
+// building it. `special` tells whether any byte needs an entity (when none
+// does, the text is copied unchanged, control characters included).
+inline size_t xmlEscapedLength(const char* s, size_t n, bool& special)
+{
+    const unsigned char* u = (const unsigned char*)s;
+    size_t total = 0, entities = 0;
+    for (size_t i = 0; i < n; i++) {
+        unsigned w = xmlEscape.width[u[i]];
+        total += w;
+        entities += w > 1;
+    }
+    special = entities != 0;
+    return special ? total : n;
+}
+
+// Writes the bytes escapeXMLString would make of the n bytes at s; returns
+// the end of what was written.
+inline char* xmlEscapeInto(char* out, const char* s, size_t n, bool special)
+{
+    if (!special) {
+        memcpy(out, s, n);
+        return out + n;
+    }
+    const unsigned char* u = (const unsigned char*)s;
+    for (size_t i = 0; i < n; i++) {
+        unsigned char c = u[i];
+        switch (c) {
+        case '"': memcpy(out, "&quot;", 6); out += 6; break;
+        case '&': memcpy(out, "&amp;", 5); out += 5; break;
+        case '<': memcpy(out, "&lt;", 4); out += 4; break;
+        case '>': memcpy(out, "&gt;", 4); out += 4; break;
+        case 9: memcpy(out, "&#9;", 4); out += 4; break;
+        case 10: memcpy(out, "&#10;", 5); out += 5; break;
+        case 13: memcpy(out, "&#13;", 5); out += 5; break;
+        default:
+            if (c >= 32)
+                *out++ = (char)c;
+        }
+    }
+    return out;
+}
+
+inline char* twoDigits(char* out, unsigned v)
+{
+    out[0] = (char)('0' + v / 10);
+    out[1] = (char)('0' + v % 10);
+    return out + 2;
+}
+
+// The date as QELDate::getXmlTimestamp writes it ("%04d-%2d-%02dT%02d:%02d:
+// %02dZ", the month padded with a blank), into out (at least 48 bytes).
+// Returns the length. Fields outside the common ranges take the slow road.
+size_t xmlTimestampInto(char* out, const QELDate& d)
+{
+    if (d.year < 0 || d.year > 9999 || d.month > 99 || d.day > 99 ||
+        d.hour > 99 || d.minute > 99 || d.second > 99) {
+        QELString text = d.getXmlTimestamp();
+        size_t n = text.len < 47 ? (size_t)text.len : 47;
+        memcpy(out, text.p, n);
+        return n;
+    }
+    char* q = out;
+    q = twoDigits(q, (unsigned)d.year / 100);
+    q = twoDigits(q, (unsigned)d.year % 100);
+    *q++ = '-';
+    if (d.month < 10) {
+        *q++ = ' ';
+        *q++ = (char)('0' + d.month);
+    } else {
+        q = twoDigits(q, d.month);
+    }
+    *q++ = '-';
+    q = twoDigits(q, d.day);
+    *q++ = 'T';
+    q = twoDigits(q, d.hour);
+    *q++ = ':';
+    q = twoDigits(q, d.minute);
+    *q++ = ':';
+    q = twoDigits(q, d.second);
+    *q++ = 'Z';
+    return (size_t)(q - out);
+}
+
+// Copies the n bytes at s to out; returns the end of the copy.
+inline char* put(char* out, const char* s, size_t n) { memcpy(out, s, n); return out + n; }
+
+} // namespace
+
+QELLogEventFormatter::~QELLogEventFormatter()
+{
+}
+
+// Text form. The level is checked here; the record is sized once.
+QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
+{
+    if (event.type < 0 || event.type > 6)
+        QEL_ASSERT(0);
+    const size_t prefixLen = strlen(MESSAGE_TEXT_TYPES[event.type]);
+    const size_t messageLen = (size_t)event.message.len;
+    const size_t traceLen = (size_t)event.stackTrace.len;
+    size_t total = prefixLen + messageLen + 1;
+    if (traceLen != 0)
+        total += traceLen + 1;
+    QELString result;
+    result.resize((unsigned)total);
+    char* q = result.lock();
+    q = put(q, MESSAGE_TEXT_TYPES[event.type], prefixLen);
+    q = put(q, event.message.p, messageLen);
+    *q++ = '\n';
+    if (traceLen != 0) {
+        q = put(q, event.stackTrace.p, traceLen);
+        *q++ = '\n';
+    }
+    *q = '\0';
+    result.unlock(false);
+    return result;
+}
+
+// XML form: measured first, then header and record go into one exact block.
+QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
+{
+    static const char typeOpen[] = "<Message type=\"";
+    static const char codeOpen[] = " code=\"";
+    static const char timeOpen[] = " timestamp=\"";
+    static const char traceOpen[] = " stackTrace=\"";
+    static const char messageClose[] = "</Message>\n";
+    if (event.type < 0 || event.type > 6)
+        QEL_ASSERT(0);
+    const char* typeName = MESSAGE_XML_TYPES[event.type];
+    const size_t typeLen = strlen(typeName);
+    const size_t codeLen = (size_t)event.code.len;
+    char stamp[48];
+    const size_t stampLen = xmlTimestampInto(stamp, event.timestamp);
+    // The stack trace and the message are escaped as escapeXMLString does;
+    // the code is written as it stands.
+    bool traceSpecial = false, messageSpecial = false;
+    const size_t traceLen = (size_t)event.stackTrace.len;
+    const size_t traceOut = traceLen == 0 ? 0 :
+        xmlEscapedLength(event.stackTrace.p, traceLen, traceSpecial);
+    const size_t messageLen = (size_t)event.message.len;
+    const size_t messageOut =
+        xmlEscapedLength(event.message.p, messageLen, messageSpecial);
+
+    // The record: type, optional code, timestamp, optional stack trace,
+    // then the message; each attribute value is closed by a double quote.
+    size_t record = (sizeof typeOpen - 1) + typeLen + 1;
+    if (codeLen != 0)
+        record += (sizeof codeOpen - 1) + codeLen + 1;
+    record += (sizeof timeOpen - 1) + stampLen + 1;
+    if (traceLen != 0)
+        record += (sizeof traceOpen - 1) + traceOut + 1;
+    record += 1 + messageOut + (sizeof messageClose - 1);
+
+    // The frame counts the record's bytes, its final line feed included.
+    if (record > QEL_LOG_EVENT_MAX_RECORD)
+        QEL_ASSERT(0);
+    char digits[16];
+    size_t digitCount = 0;
+    for (size_t v = record; v != 0 || digitCount == 0; v /= 10)
+        digits[15 - digitCount++] = (char)('0' + v % 10);
+    const size_t padded = digitCount < 8 ? 8 : digitCount;
+    const size_t startLen = (size_t)QEL_LOG_EVENT_HEADER_START.len;
+    const size_t endLen = (size_t)QEL_LOG_EVENT_HEADER_END.len;
+    const size_t total = startLen + padded + endLen + record;
+
+    QELString result;
+    result.resize((unsigned)total);
+    char* q = result.lock();
+    q = put(q, QEL_LOG_EVENT_HEADER_START.p, startLen);
+    q = put(q, digits + 16 - digitCount, digitCount);
+    for (size_t i = digitCount; i < padded; i++)
+        *q++ = ' ';
+    q = put(q, QEL_LOG_EVENT_HEADER_END.p, endLen);
+
+    q = put(q, typeOpen, sizeof typeOpen - 1);
+    q = put(q, typeName, typeLen);
+    *q++ = '"';
+    if (codeLen != 0) {
+        q = put(q, codeOpen, sizeof codeOpen - 1);
+        q = put(q, event.code.p, codeLen); // not escaped (deliberate)
+        *q++ = '"';
+    }
+    q = put(q, timeOpen, sizeof timeOpen - 1);
+    q = put(q, stamp, stampLen);
+    *q++ = '"';
+    if (traceLen != 0) {
+        q = put(q, traceOpen, sizeof traceOpen - 1);
+        q = xmlEscapeInto(q, event.stackTrace.p, traceLen, traceSpecial);
+        *q++ = '"';
+    }
+    *q++ = '>';
+    q = xmlEscapeInto(q, event.message.p, messageLen, messageSpecial);
+    q = put(q, messageClose, sizeof messageClose - 1);
+    *q = '\0';
+    result.unlock(false);
+    return result;
+}
+
+QELLogEventPrinter::~QELLogEventPrinter()
+{
+}
+
+QELLogEventStreamPrinter::QELLogEventStreamPrinter(std::ostream& out)
+    : stream(&out)
+{
+}
+
+void QELLogEventStreamPrinter::setOutputStream(std::ostream& out)
+{
+    stream = &out;
+}
+
+void QELLogEventStreamPrinter::printEvent(const QELString& text)
+{
+    stream->write(text.p, text.len);
+}
+
+QELLogEventBufferPrinter::QELLogEventBufferPrinter()
+{
+}
+
+// The buffer grows geometrically, so that many small records append in
+// amortised constant time.
+void QELLogEventBufferPrinter::printEvent(const QELString& text)
+{
+    if (text.len <= 0)
+        return;
+    const unsigned needed = (unsigned)buffer.len + (unsigned)text.len;
+    if (buffer.alloc <= needed)
+        buffer.resize(needed < 64 ? 64 : needed + needed / 2);
+    buffer.append(text.p, text.len);
+}
+
+QELLog::QELLog()
+    : logLevel(getQELLogLevel()), formatter(NULL), printer(NULL)
+{
+}
+
+void QELLog::setLogLevel(int level)
+{
+    logLevel = level;
+}
+
+void QELLog::log(const QELLogEvent& event)
+{
+    if (event.type > logLevel)
+        return;
+    if (formatter == NULL)
+        return;
+    QELString text = formatter->formatEvent(event);
+    if (printer != NULL)
+        printer->printEvent(text);
+}
+
+QELLog::~QELLog()
+{
+}
+
+QELTextLog::QELTextLog(std::ostream& out)
+    : eventPrinter(out)
+{
+    formatter = &eventFormatter;
+    printer = &eventPrinter;
+}
+
+void QELTextLog::setOutputStream(std::ostream& out)
+{
+    eventPrinter.setOutputStream(out);
+}
+
+QELTextLog::~QELTextLog()
+{
+}
+
+QELXmlLog::QELXmlLog(std::ostream& out)
+    : eventPrinter(out)
+{
+    formatter = &eventFormatter;
+    printer = &eventPrinter;
+}
+
+void QELXmlLog::setOutputStream(std::ostream& out)
+{
+    eventPrinter.setOutputStream(out);
+}
+
+QELXmlLog::~QELXmlLog()
+{
+}
+
+QELBufferedTextLog::QELBufferedTextLog()
+{
+    formatter = &eventFormatter;
+    printer = &eventPrinter;
+}
+
+const QELString& QELBufferedTextLog::getBuffer() const
+{
+    return eventPrinter.buffer;
+}
+
+QELBufferedTextLog::~QELBufferedTextLog()
+{
+}
+
+QELBufferedXmlLog::QELBufferedXmlLog()
+{
+    formatter = &eventFormatter;
+    printer = &eventPrinter;
+}
+
+const QELString& QELBufferedXmlLog::getBuffer() const
+{
+    return eventPrinter.buffer;
+}
+
+QELBufferedXmlLog::~QELBufferedXmlLog()
+{
+}
+
+QELNullLog::~QELNullLog()
+{
+}
+
+// Built at load time, after the configuration that gives its level.
+QELXmlLog QEL_STDERR(std::cerr);
