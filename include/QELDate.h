@@ -11,6 +11,7 @@
 #include "QELString.h"
 
 // Days before each month, for a common year (row 0) and a leap year (row 1).
+// Kept as it always was: November's entry is one day short (303, 304).
 extern const int32_t month_offset[2][13];
 // Days of each month, for a common year (row 0) and a leap year (row 1).
 extern const int32_t dmsize[2][12];

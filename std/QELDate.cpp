@@ -19,6 +19,9 @@ static_assert(offsetof(QELDate, fraction) == offsetof(TIMESTAMP_STRUCT, fraction
 static_assert(offsetof(QELDate, minute) - offsetof(QELDate, hour) == offsetof(TIME_STRUCT, minute), "TIME_STRUCT");
 static_assert(offsetof(QELDate, second) - offsetof(QELDate, hour) == offsetof(TIME_STRUCT, second), "TIME_STRUCT");
 
+// Kept exactly as the library has always had it: the November entries (303,
+// 304) are one day short of the calendar (304, 305), so the fallback count of
+// QELmktime_i places November dates one day early.
 const int32_t month_offset[2][13] = {
     { 0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 303, 334, 365 },
     { 0, 31, 60, 91, 121, 152, 182, 213, 244, 274, 304, 335, 366 },
