@@ -1,1 +1,234 @@
-// QELTextLiteral: (being written)
+// QELTextLiteral: translatable texts, their placeholder tokeniser and the
+// filling in of parameter values.
+#include "QELTextLiteral.h"
+
+#include <cstring>
+
+// ---------------------------------------------------------------------------
+// QELTextLiteral
+
+QELTextLiteral::QELTextLiteral(const QELString& id, const QELString& text)
+    : id(id), text(text)
+{
+    QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
+}
+
+QELTextLiteral::~QELTextLiteral()
+{
+    QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
+}
+
+void QELTextLiteral::update(const QELString& text, const QELDOMElement* element)
+{
+    (void)element;
+    QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
+    if (text.len > 0)
+        this->text = text;
+    QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
+}
+
+// ---------------------------------------------------------------------------
+// QELParameterizedTextLiteral
+
+QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELString& id, const QELString& text)
+    : QELTextLiteral(id, text),
+      preprocessedTextTokens(NULL),
+      preprocessedParameterSequenceTokens(NULL),
+      parameterCount(0),
+      maxParameterNumber(-1)
+{
+    preprocessParameters(false);
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+}
+
+// A copy tokenises the copied text itself, which yields the same pieces.
+QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELParameterizedTextLiteral& other)
+    : QELTextLiteral(other.id, other.text),
+      preprocessedTextTokens(NULL),
+      preprocessedParameterSequenceTokens(NULL),
+      parameterCount(0),
+      maxParameterNumber(-1)
+{
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT((&other)));
+    preprocessParameters(false);
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+}
+
+QELParameterizedTextLiteral& QELParameterizedTextLiteral::operator=(const QELParameterizedTextLiteral& other)
+{
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT((&other)));
+    if (this != &other) {
+        id = other.id;
+        text = other.text;
+        delete[] preprocessedTextTokens;
+        delete[] preprocessedParameterSequenceTokens;
+        preprocessedTextTokens = NULL;
+        preprocessedParameterSequenceTokens = NULL;
+        maxParameterNumber = -1;
+        preprocessParameters(false);
+    }
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+    return *this;
+}
+
+QELParameterizedTextLiteral::~QELParameterizedTextLiteral()
+{
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+    delete[] preprocessedTextTokens;
+    delete[] preprocessedParameterSequenceTokens;
+}
+
+void QELParameterizedTextLiteral::update(const QELString& text, const QELDOMElement* element)
+{
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+    QELTextLiteral::update(text, element);
+    if (text.len > 0) {
+        delete[] preprocessedTextTokens;
+        delete[] preprocessedParameterSequenceTokens;
+        preprocessedTextTokens = NULL;
+        preprocessedParameterSequenceTokens = NULL;
+        preprocessParameters(false);
+    }
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+}
+
+// Two passes over the text: the first counts the placeholders, the second
+// stores the constant pieces and the parameter numbers. A placeholder is "{",
+// decimal digits (none means 0), "}". The scan stops at a "{" among the last
+// two characters (no room for "{" digit "}"), except that a text ending in
+// «{}» still ends in parameter 0. Deliberately, a "{" that is no placeholder
+// moves the piece start past itself and its digits, dropping the text before
+// it from the pieces.
+void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
+{
+    if (preprocessedTextTokens != NULL)
+        return;
+    if (!countOnly) {
+        parameterCount = 0;
+        preprocessParameters(true);
+        if (parameterCount < 1)
+            return;
+        preprocessedTextTokens = new QELString[parameterCount + 1];
+        preprocessedParameterSequenceTokens = new int32_t[parameterCount];
+    }
+
+    const char* s = text.p;
+    const int length = text.len;
+    maxParameterNumber = -1;
+    int start = 0;
+    int index = 0;
+    while (start < length) {
+        const char* brace = (const char*)memchr(s + start, '{', (size_t)(length - start));
+        if (brace == NULL)
+            break;
+        const int position = (int)(brace - s);
+        if (position > length - 3 && !(position == length - 2 && s[position + 1] == '}'))
+            break;
+        int end = position + 1;
+        uint32_t number = 0; // wraps around on overflow, unguarded on purpose
+        while (end < length && s[end] >= '0' && s[end] <= '9') {
+            number = number * 10u + (uint32_t)(s[end] - '0');
+            ++end;
+        }
+        int tokenLength = end - position;
+        if (end < length && s[end] == '}') {
+            ++tokenLength;
+            if (countOnly) {
+                ++parameterCount;
+            } else {
+                if (position > start)
+                    preprocessedTextTokens[index].append(s + start, position - start);
+                const int32_t parameter = (int32_t)number;
+                preprocessedParameterSequenceTokens[index] = parameter;
+                if (parameter > maxParameterNumber)
+                    maxParameterNumber = parameter;
+                ++index;
+            }
+        }
+        start = position + tokenLength;
+    }
+    if (!countOnly && start < length)
+        preprocessedTextTokens[parameterCount].append(s + start, length - start);
+}
+
+void* QELParameterizedTextLiteral::prapareForParameters() const
+{
+    QEL_ASSERT(parameterCount > 0);
+    QEL_ASSERT(preprocessedTextTokens != NULL);
+    QEL_ASSERT(preprocessedParameterSequenceTokens != NULL);
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+    return new QELString[maxParameterNumber + 1];
+}
+
+void QELParameterizedTextLiteral::setParameterValue(void* values, int index, const QELString& value) const
+{
+    static_cast<QELString*>(values)[index] = value;
+}
+
+QELString QELParameterizedTextLiteral::createParametrizedText(void* values) const
+{
+    QEL_ASSERT(parameterCount > 0);
+    QEL_ASSERT(preprocessedTextTokens != NULL);
+    QEL_ASSERT(preprocessedParameterSequenceTokens != NULL);
+    QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
+    QELString* parameters = static_cast<QELString*>(values);
+
+    // Size the result once: pieces plus the values, as far as they are valid.
+    unsigned int total = (unsigned int)preprocessedTextTokens[parameterCount].len;
+    for (int i = 0; i < parameterCount; ++i) {
+        total += (unsigned int)preprocessedTextTokens[i].len;
+        const int32_t n = preprocessedParameterSequenceTokens[i];
+        if (parameters != NULL && n >= 0 && n <= maxParameterNumber)
+            total += (unsigned int)parameters[n].len;
+    }
+    QELString result;
+    result.resize(total);
+
+    for (int i = 0; i < parameterCount; ++i) {
+        const QELString& piece = preprocessedTextTokens[i];
+        if (piece.len > 0)
+            result.append(piece.p, piece.len);
+        QEL_ASSERT(preprocessedParameterSequenceTokens[i] >= 0);
+        QEL_ASSERT(preprocessedParameterSequenceTokens[i] <= maxParameterNumber);
+        if (parameters != NULL) {
+            const QELString& value = parameters[preprocessedParameterSequenceTokens[i]];
+            if (value.len > 0)
+                result.append(value.p, value.len);
+        }
+    }
+    const QELString& last = preprocessedTextTokens[parameterCount];
+    if (last.len > 0)
+        result.append(last.p, last.len);
+
+    delete[] parameters;
+    return result;
+}
+
+// ---------------------------------------------------------------------------
+// QELMessageLiteral
+
+QELMessageLiteral::QELMessageLiteral(const QELString& id, const QELString& text, const QELString& levelName)
+    : QELParameterizedTextLiteral(id, text), levelName(levelName), level(0), additionalText()
+{
+    initLevel();
+    QEL_ASSERT(QEL_MESSAGE_LITERAL_INVARIANT(this));
+}
+
+QELMessageLiteral::~QELMessageLiteral()
+{
+    QEL_ASSERT(QEL_MESSAGE_LITERAL_INVARIANT(this));
+}
+
+void QELMessageLiteral::initLevel()
+{
+    static const char* const levelWords[] = {"FATAL", "ERROR", "WARNING", "STATUS", "INFO", "DEBUG"};
+    level = 0;
+    for (int i = 0; i < 6; ++i) {
+        if (strcmp(levelName.p, levelWords[i]) == 0) {
+            level = i + 1;
+            break;
+        }
+    }
+    QEL_ASSERT(QEL_MESSAGE_LITERAL_INVARIANT(this));
+}
