@@ -75,7 +75,8 @@ public:
     // made and dropped.
     QELLogDeserializer(QELLog* log);
     // Passes the event to log->log() (its level filter applies) unless log is
-    // null. Override to take the events yourself.
+    // null. Override to take the events yourself; during the call, state is 3
+    // for a record's event and 2 for a plain line's.
     virtual void processEvent(const QELLogEvent& event);
     // Frees the parser; does not flush (a pending remainder is dropped).
     virtual ~QELLogDeserializer();

@@ -289,8 +289,8 @@ void QELLogDeserializer::flush()
             record.message.append(buffer.p, buffer.len);
             buffer.empty();
             scanned = 0;
-            state = 1;
             processEvent(record);
+            state = 1;
         }
     }
 }
