@@ -1,1 +1,515 @@
-// QELHashtable: (being written)
+// QELHashtable: the chained hashtable of item pointers and its iterator.
+#include "QELHashtable.h"
+
+#include <cstdlib>
+
+QELHashtable::QELHashtable(int buckets)
+    : _QELContainer(), QELContainer(), table(NULL), table_mask(buckets > 0 ? -buckets : -1024)
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+}
+
+QELHashtable::QELHashtable(const QELHashtable& other, int buckets)
+    : _QELContainer(), QELContainer(), table(NULL),
+      table_mask(other.table_mask < 0 ? other.table_mask : ~other.table_mask)
+{
+    // The copy always has as many buckets as other: buckets is not consulted.
+    (void)buckets;
+    size = 0;
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
+    _addAll(other);
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+}
+
+QELHashtable::~QELHashtable()
+{
+    empty();
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+}
+
+void QELHashtable::_addAll(const QELHashtable& other)
+{
+    if (other.size == 0)
+        return;
+    for (int b = 0; b <= other.table_mask; b++)
+        for (QELHashtableElement* e = other.table[b]; e != NULL; e = e->next)
+            add(e->data, false, NULL);
+}
+
+QELBoolean QELHashtable::empty()
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    if (table_mask < 0)
+        return true;
+    for (int b = 0; b <= table_mask; b++) {
+        QELHashtableElement* e = table[b];
+        while (e != NULL) {
+            QELHashtableElement* n = e->next;
+            delete e;
+            e = n;
+        }
+    }
+    size = 0;
+    free(table);
+    table = NULL;
+    table_mask = ~table_mask;
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    return true;
+}
+
+QELContainer::Iterator* QELHashtable::newIterator(bool first) const
+{
+    return new Iterator(*this, first);
+}
+
+void QELHashtable::deleteIterator(QELContainer::Iterator* it) const
+{
+    delete it;
+}
+
+QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELContainer::Iterator* where)
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    if (table_mask < 0) {
+        // The smallest power of two not below the request, at least 2.
+        int wanted = ~table_mask;
+        int mask = 1;
+        while (mask < wanted)
+            mask = mask * 2 + 1;
+        table = static_cast<QELHashtableElement**>(calloc(static_cast<size_t>(mask) + 1, sizeof(QELHashtableElement*)));
+        table_mask = mask;
+    }
+    int bucket = static_cast<int>(hashObject(item) & static_cast<unsigned int>(table_mask));
+    QELHashtableElement* head = table[bucket];
+    if (unique) {
+        for (QELHashtableElement* e = head; e != NULL; e = e->next)
+            if (compare2Object(e->data, item) == 0)
+                return false;
+    }
+    QELHashtableElement* e = new QELHashtableElement;
+    e->next = head;
+    e->data = item;
+    if (head != NULL) {
+        e->previous = head->previous;
+        head->previous = e;
+    } else {
+        e->previous = e;
+    }
+    table[bucket] = e;
+    size++;
+    QEL_ASSERT(QEL_HASHTABLE_ELEMENT_INVARIANT(this, e));
+    if (where != NULL) {
+        Iterator* it = static_cast<Iterator*>(where);
+        it->container = this;
+        it->element = e;
+        it->index = bucket;
+    }
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    return true;
+}
+
+QELBoolean QELHashtable::contains(const QELContainerItem* item, QELContainer::Iterator* where) const
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    if (size == 0)
+        return false;
+    int bucket = static_cast<int>(hashObject(item) & static_cast<unsigned int>(table_mask));
+    for (QELHashtableElement* e = table[bucket]; e != NULL; e = e->next) {
+        if (e->data == item) {
+            if (where != NULL) {
+                Iterator* it = static_cast<Iterator*>(where);
+                it->container = this;
+                it->element = e;
+                it->index = bucket;
+            }
+            return true;
+        }
+    }
+    return false;
+}
+
+QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    if (size == 0)
+        return NULL;
+    int bucket = static_cast<int>(hashKey(key) & static_cast<unsigned int>(table_mask));
+    for (QELHashtableElement* e = table[bucket]; e != NULL; e = e->next) {
+        if (compare2Key(e->data, key) == 0) {
+            if (where != NULL) {
+                Iterator* it = static_cast<Iterator*>(where);
+                it->container = this;
+                it->element = e;
+                it->index = bucket;
+            }
+            return const_cast<QELContainerItem*>(e->data);
+        }
+    }
+    return NULL;
+}
+
+QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContainer::Iterator* where) const
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    if (size == 0)
+        return NULL;
+    int bucket = static_cast<int>(hashKey(key) & static_cast<unsigned int>(table_mask));
+    QELHashtableElement* head = table[bucket];
+    if (head == NULL)
+        return NULL;
+    // From the last element backwards; the walk stops on arriving back at
+    // the head, which is therefore tested only when it is alone.
+    QELHashtableElement* e = head->previous;
+    do {
+        if (compare2Key(e->data, key) == 0) {
+            if (where != NULL) {
+                Iterator* it = static_cast<Iterator*>(where);
+                it->container = this;
+                it->element = e;
+                it->index = bucket;
+            }
+            return const_cast<QELContainerItem*>(e->data);
+        }
+        e = e->previous;
+    } while (e != head);
+    return NULL;
+}
+
+QELContainerItem* QELHashtable::remove(QELContainer::Iterator* where)
+{
+    if (where == NULL || where->container != this)
+        return NULL;
+    Iterator* it = static_cast<Iterator*>(where);
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(it));
+    if (!it->_moveTo(it->index))
+        return NULL;
+    QELHashtableElement* e = it->element;
+    int bucket = it->index;
+    const QELContainerItem* item = e->data;
+    // Move the iterator off the element: forwards, else backwards, else to
+    // no item. The base steps are used so that a subclass iterator handing
+    // out something else than the item does not mislead the test.
+    if (it->QELHashtable::Iterator::next(1) == NULL && it->QELHashtable::Iterator::previous(1) == NULL)
+        it->index = -1;
+    QELHashtableElement* head = table[bucket];
+    if (e->next != NULL)
+        e->next->previous = e->previous;
+    else
+        head->previous = e->previous;
+    if (e == head)
+        table[bucket] = e->next;
+    else
+        e->previous->next = e->next;
+    delete e;
+    size--;
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(it));
+    return const_cast<QELContainerItem*>(item);
+}
+
+QELHashtable& QELHashtable::operator=(const QELHashtable& other)
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
+    if (&other == this)
+        return *this;
+    empty();
+    if (other.size == 0)
+        return *this;
+    table_mask = ~other.table_mask;
+    _addAll(other);
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    return *this;
+}
+
+QELBoolean QELHashtable::operator==(const QELHashtable& other) const
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
+    if (size != other.size)
+        return false;
+    if (other.size == 0)
+        return true;
+    for (int b = 0; b <= other.table_mask; b++)
+        for (QELHashtableElement* e = other.table[b]; e != NULL; e = e->next)
+            if (!contains(e->data, NULL))
+                return false;
+    return true;
+}
+
+QELBoolean QELHashtable::operator!=(const QELHashtable& other) const
+{
+    return !(*this == other);
+}
+
+QELBoolean QELHashtable::resize(int buckets)
+{
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    if (buckets < 1)
+        return false;
+    // Move the content into a temporary table, re-add it into a fresh bucket
+    // array, then let the temporary free the old elements and array.
+    QELHashtable old(1);
+    old.size = size;
+    old.table = table;
+    old.table_mask = table_mask;
+    size = 0;
+    table = NULL;
+    table_mask = -buckets;
+    _addAll(old);
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
+    return true;
+}
+
+unsigned int QELHashtable::hashObject(const QELContainerItem* item) const
+{
+    return qelHashAddress(item);
+}
+
+unsigned int QELHashtable::hashKey(const QELContainerKey* key) const
+{
+    return qelHashAddress(key);
+}
+
+// ---------------------------------------------------------------- Iterator
+
+QELHashtable::Iterator::Iterator()
+    : QELContainer::Iterator(), element(NULL), index(-1)
+{
+}
+
+QELHashtable::Iterator::Iterator(const QELHashtable& t, bool first)
+    : QELContainer::Iterator(&t), element(NULL), index(t.size > 0 ? (first ? -2 : -3) : -1)
+{
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+}
+
+QELHashtable::Iterator::Iterator(const Iterator& other)
+    : QELContainer::Iterator(other.container), element(other.element), index(other.index)
+{
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+}
+
+QELBoolean QELHashtable::Iterator::_moveTo(int i)
+{
+    if (i >= 0) {
+        index = i;
+        return true;
+    }
+    const QELHashtable* t = hashtable();
+    if (i == -1 || t == NULL || t->size == 0) {
+        index = -1;
+        return false;
+    }
+    if (i == -2) {
+        int b = 0;
+        while (t->table[b] == NULL)
+            b++;
+        element = t->table[b];
+        index = b;
+    } else {
+        int b = t->table_mask;
+        while (t->table[b] == NULL)
+            b--;
+        element = t->table[b]->previous;
+        index = b;
+    }
+    return true;
+}
+
+QELContainerItem* QELHashtable::Iterator::operator*() const
+{
+    return get();
+}
+
+QELContainerItem* QELHashtable::Iterator::get() const
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    Iterator* self = const_cast<Iterator*>(this);
+    if (!self->_moveTo(index))
+        return NULL;
+    return const_cast<QELContainerItem*>(element->data);
+}
+
+QELContainerItem* QELHashtable::Iterator::moveToFirst()
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    if (!_moveTo(-2))
+        return NULL;
+    return const_cast<QELContainerItem*>(element->data);
+}
+
+QELContainerItem* QELHashtable::Iterator::moveToLast()
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    if (!_moveTo(-3))
+        return NULL;
+    return const_cast<QELContainerItem*>(element->data);
+}
+
+QELContainerItem* QELHashtable::Iterator::moveTo(QELHashtable& t, bool first)
+{
+    container = &t;
+    QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&t));
+    if (!_moveTo(first ? -2 : -3))
+        return NULL;
+    return const_cast<QELContainerItem*>(element->data);
+}
+
+QELContainerItem* QELHashtable::Iterator::next(int count)
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    if (index == -2)
+        _moveTo(-2);
+    if (index < 0)
+        return NULL;
+    const QELHashtable* t = hashtable();
+    QELHashtableElement* e = element;
+    int b = index;
+    for (int n = 0; n < count; n++) {
+        if (e->next != NULL) {
+            e = e->next;
+        } else {
+            int nb = b + 1;
+            while (nb <= t->table_mask && t->table[nb] == NULL)
+                nb++;
+            if (nb > t->table_mask) {
+                // No further item: stay on the one reached before this step.
+                element = e;
+                index = b;
+                return NULL;
+            }
+            b = nb;
+            e = t->table[nb];
+        }
+    }
+    element = e;
+    index = b;
+    return const_cast<QELContainerItem*>(e->data);
+}
+
+QELContainerItem* QELHashtable::Iterator::previous(int count)
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    if (index == -3)
+        _moveTo(-3);
+    if (index < 0)
+        return NULL;
+    const QELHashtable* t = hashtable();
+    QELHashtableElement* e = element;
+    int b = index;
+    for (int n = 0; n < count; n++) {
+        if (e != t->table[b]) {
+            e = e->previous;
+        } else {
+            int nb = b - 1;
+            while (nb >= 0 && t->table[nb] == NULL)
+                nb--;
+            if (nb < 0) {
+                // No earlier item: stay on the one reached before this step.
+                element = e;
+                index = b;
+                return NULL;
+            }
+            b = nb;
+            e = t->table[nb]->previous;
+        }
+    }
+    element = e;
+    index = b;
+    return const_cast<QELContainerItem*>(e->data);
+}
+
+QELContainerItem* QELHashtable::Iterator::findFirst(const QELContainerKey* key)
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    // The table's own search, which returns the item held by the element.
+    return hashtable()->QELHashtable::findFirst(key, this);
+}
+
+QELContainerItem* QELHashtable::Iterator::findLast(const QELContainerKey* key)
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    return hashtable()->QELHashtable::findLast(key, this);
+}
+
+QELContainerItem* QELHashtable::Iterator::findNext(const QELContainerKey* key)
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    if (index < 0)
+        return NULL;
+    const QELHashtable* t = hashtable();
+    for (QELHashtableElement* e = element->next; e != NULL; e = e->next) {
+        if (t->compare2Key(e->data, key) == 0) {
+            element = e;
+            return const_cast<QELContainerItem*>(e->data);
+        }
+    }
+    return NULL;
+}
+
+QELContainerItem* QELHashtable::Iterator::findPrevious(const QELContainerKey* key)
+{
+    if (container == NULL)
+        return NULL;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    if (index < 0)
+        return NULL;
+    const QELHashtable* t = hashtable();
+    QELHashtableElement* head = t->table[index];
+    if (element == head)
+        return NULL;
+    QELHashtableElement* e = element;
+    do {
+        e = e->previous;
+        if (t->compare2Key(e->data, key) == 0) {
+            element = e;
+            return const_cast<QELContainerItem*>(e->data);
+        }
+    } while (e != head);
+    return NULL;
+}
+
+QELBoolean QELHashtable::Iterator::operator==(const Iterator& other) const
+{
+    if (container == NULL || other.container == NULL || container != other.container)
+        return false;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(&other));
+    const_cast<Iterator*>(this)->_moveTo(index);
+    const_cast<Iterator&>(other)._moveTo(other.index);
+    if (index == -1 || other.index == -1)
+        return false;
+    return element == other.element;
+}
+
+QELBoolean QELHashtable::Iterator::operator!=(const Iterator& other) const
+{
+    return !(*this == other);
+}
+
+QELHashtable::Iterator& QELHashtable::Iterator::operator=(const Iterator& other)
+{
+    container = other.container;
+    element = other.element;
+    index = other.index;
+    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
+    return *this;
+}

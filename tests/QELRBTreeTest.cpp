@@ -1,2 +1,1074 @@
-// Tests of QELRBTree (being written).
+// Tests of QELRBTree and QELRBTree::Iterator: ordering, duplicates, key
+// searches, removal, copies, iteration, assertion reports, and a randomised
+// comparison against std::multiset with every red-black property re-checked.
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "QELRBTree.h"
+
+namespace {
+
+// An item that counts its lives, to prove that no tree frees one.
+struct Item {
+    int key;
+    static int alive;
+    explicit Item(int k = 0) : key(k) { ++alive; }
+    Item(const Item& o) : key(o.key) { ++alive; }
+    ~Item() { --alive; }
+};
+int Item::alive = 0;
+
+const QELContainerItem* I(const Item* p) { return reinterpret_cast<const QELContainerItem*>(p); }
+const Item* ItemOf(const QELContainerItem* p) { return reinterpret_cast<const Item*>(p); }
+const QELContainerKey* K(const int* k) { return reinterpret_cast<const QELContainerKey*>(k); }
+
+// Orders Items by key; keys are ints. Publishes the node operations.
+class IntTree : public QELRBTree {
+public:
+    virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const
+    {
+        int x = ItemOf(a)->key, y = ItemOf(b)->key;
+        return (x > y) - (x < y);
+    }
+    virtual int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const
+    {
+        int x = ItemOf(item)->key, y = *reinterpret_cast<const int*>(key);
+        return (x > y) - (x < y);
+    }
+    using QELRBTree::addNode;
+    using QELRBTree::getNode;
+    using QELRBTree::firstNode;
+    using QELRBTree::lastNode;
+    using QELRBTree::nextNode;
+    using QELRBTree::previousNode;
+    using QELRBTree::findFirstNode;
+    using QELRBTree::findLastNode;
+    using QELRBTree::findNextNode;
+    using QELRBTree::findPreviousNode;
+    using QELRBTree::removeNode;
+};
+
+// The plain tree (address order) with its node operations published.
+class AddressTree : public QELRBTree {
+public:
+    using QELRBTree::getNode;
+    using QELRBTree::firstNode;
+    using QELRBTree::nextNode;
+};
+
+// Walks a subtree checking parent links and colours; returns its black
+// height (sentinel = 1) or -1 after recording an error.
+int CheckSubtree(const QELRBTreeNode* n, const QELRBTreeNode* parent, const QELRBTreeNode* nil,
+                 std::vector<const QELRBTreeNode*>& inorder, std::string& err)
+{
+    if (n == nil)
+        return 1;
+    if (n->getParent() != parent) {
+        err = "parent link broken";
+        return -1;
+    }
+    if (n->data == NULL) {
+        err = "node without item";
+        return -1;
+    }
+    if (n->isRed() && (n->left->isRed() || n->right->isRed())) {
+        err = "red node with a red child";
+        return -1;
+    }
+    int lh = CheckSubtree(n->left, n, nil, inorder, err);
+    if (lh < 0)
+        return -1;
+    inorder.push_back(n);
+    int rh = CheckSubtree(n->right, n, nil, inorder, err);
+    if (rh < 0)
+        return -1;
+    if (lh != rh) {
+        err = "unequal black heights";
+        return -1;
+    }
+    return lh + (n->isRed() ? 0 : 1);
+}
+
+// Every red-black property, the sentinel, _first, the order (by the
+// comparison of `order`, by default the tree's own) and the size.
+testing::AssertionResult IsSoundTree(const QELRBTree& t, const QELRBTree* order = NULL)
+{
+    if (order == NULL)
+        order = &t;
+    const QELRBTreeNode* nil = t._first->left;
+    if (nil->left != nil || nil->right != nil || nil->isRed() || nil->data != NULL || nil->parent != 0)
+        return testing::AssertionFailure() << "sentinel damaged";
+    if (t.size == 0) {
+        if (t._root != nil || t._first != nil)
+            return testing::AssertionFailure() << "empty tree not at the sentinel";
+        return testing::AssertionSuccess();
+    }
+    if (t._root == nil || t._root->parent != 0)
+        return testing::AssertionFailure() << "root not black or has a parent";
+    std::vector<const QELRBTreeNode*> inorder;
+    std::string err;
+    if (CheckSubtree(t._root, NULL, nil, inorder, err) < 0)
+        return testing::AssertionFailure() << err;
+    if (static_cast<int>(inorder.size()) != t.size)
+        return testing::AssertionFailure() << "size " << t.size << " but " << inorder.size() << " nodes";
+    if (inorder.front() != t._first)
+        return testing::AssertionFailure() << "_first is not the leftmost node";
+    for (size_t i = 1; i < inorder.size(); i++) {
+        int c = order->compare2Object(inorder[i - 1]->data, inorder[i]->data);
+        if (c > 0 || (c == 0 && qelCompareAddresses(inorder[i - 1]->data, inorder[i]->data) > 0))
+            return testing::AssertionFailure() << "order broken at " << i;
+    }
+    return testing::AssertionSuccess();
+}
+
+// The model order: by key, equal keys by address.
+struct ByKeyThenAddress {
+    bool operator()(const Item* a, const Item* b) const
+    {
+        if (a->key != b->key)
+            return a->key < b->key;
+        return qelCompareAddresses(a, b) < 0;
+    }
+};
+typedef std::multiset<const Item*, ByKeyThenAddress> Model;
+
+std::vector<const Item*> Contents(const QELRBTree& t)
+{
+    std::vector<const Item*> v;
+    QELRBTree::Iterator it(t, true);
+    for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
+        v.push_back(ItemOf(p));
+    return v;
+}
+
+std::vector<const Item*> ReverseContents(const QELRBTree& t)
+{
+    std::vector<const Item*> v;
+    QELRBTree::Iterator it(t, false);
+    for (QELContainerItem* p = it.get(); p != NULL; p = it.previous())
+        v.push_back(ItemOf(p));
+    return v;
+}
+
+// Escapes a literal text for a POSIX extended regular expression.
+std::string Quote(const std::string& s)
+{
+    std::string r;
+    for (char c : s) {
+        if (strchr("\\^$.|?*+()[]{}", c) != NULL)
+            r += '\\';
+        r += c;
+    }
+    return r;
+}
+
+#define QEL_STR2(x) #x
+#define QEL_XSTR(x) QEL_STR2(x)
+
+// The report of a failed check: file, operation, expanded expression.
+std::string Report(const std::string& signature, const std::string& expression)
+{
+    return Quote("QELRBTree.cpp") + ".*" + Quote(signature) + ".*" + Quote(expression);
+}
+
+// Items with keys given, stored in ascending address order.
+std::vector<Item> MakeItems(const std::vector<int>& keys)
+{
+    std::vector<Item> v;
+    v.reserve(keys.size());
+    for (int k : keys)
+        v.emplace_back(k);
+    return v;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- Basics
+
+TEST(QELRBTreeTest, NewTreeIsEmptyWithItsSentinel)
+{
+    QELRBTree t;
+    EXPECT_EQ(0, t.size);
+    EXPECT_EQ(t._root, t._first);
+    EXPECT_EQ(t._first, t.sentinel());
+    EXPECT_EQ(t.sentinel()->left, t.sentinel());
+    EXPECT_EQ(t.sentinel()->right, t.sentinel());
+    EXPECT_EQ(0u, t.sentinel()->parent);
+    EXPECT_EQ(NULL, t.sentinel()->data);
+    EXPECT_TRUE(IsSoundTree(t));
+}
+
+TEST(QELRBTreeTest, NodeIsFourWords)
+{
+    EXPECT_EQ(4 * sizeof(void*), sizeof(QELRBTreeNode));
+}
+
+TEST(QELRBTreeTest, AddNullItemIsRefused)
+{
+    IntTree t;
+    EXPECT_FALSE(t.add(NULL));
+    EXPECT_EQ(NULL, t.addNode(NULL, false));
+    EXPECT_EQ(0, t.size);
+    EXPECT_TRUE(IsSoundTree(t));
+}
+
+TEST(QELRBTreeTest, FirstItemBecomesBlackRootAndFirst)
+{
+    IntTree t;
+    Item a(5);
+    QELRBTreeNode* n = t.addNode(I(&a), false);
+    ASSERT_NE(nullptr, n);
+    EXPECT_EQ(n, t._root);
+    EXPECT_EQ(n, t._first);
+    EXPECT_EQ(0u, n->parent);
+    EXPECT_EQ(t.sentinel(), n->left);
+    EXPECT_EQ(t.sentinel(), n->right);
+    EXPECT_EQ(1, t.size);
+    EXPECT_TRUE(IsSoundTree(t));
+}
+
+TEST(QELRBTreeTest, ItemsComeOutInKeyOrder)
+{
+    std::vector<Item> items = MakeItems({50, 20, 80, 10, 30, 70, 90, 60, 40, 0});
+    IntTree t;
+    for (Item& it : items) {
+        EXPECT_TRUE(t.add(I(&it)));
+        EXPECT_TRUE(IsSoundTree(t));
+    }
+    std::vector<const Item*> v = Contents(t);
+    ASSERT_EQ(10u, v.size());
+    for (size_t i = 0; i < v.size(); i++)
+        EXPECT_EQ(static_cast<int>(i) * 10, v[i]->key);
+    EXPECT_EQ(0, ItemOf(t.firstNode()->data)->key);
+    EXPECT_EQ(90, ItemOf(t.lastNode()->data)->key);
+}
+
+TEST(QELRBTreeTest, SamePointerTwiceStoresTwoNodesAndGetNodeFindsLeftmost)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3});
+    IntTree t;
+    t.add(I(&items[0]));
+    t.add(I(&items[1]));
+    QELRBTreeNode* n1 = t.addNode(I(&items[1]), false);
+    t.add(I(&items[2]));
+    QELRBTreeNode* n2 = t.addNode(I(&items[1]), false);
+    EXPECT_EQ(5, t.size);
+    EXPECT_TRUE(IsSoundTree(t));
+    QELRBTreeNode* g = t.getNode(I(&items[1]));
+    ASSERT_NE(nullptr, g);
+    EXPECT_EQ(I(&items[1]), g->data);
+    // Leftmost of the three nodes holding the pointer: its predecessor holds
+    // another item.
+    EXPECT_EQ(I(&items[0]), t.previousNode(g)->data);
+    EXPECT_EQ(I(&items[1]), t.nextNode(g)->data);
+    EXPECT_EQ(I(&items[1]), t.nextNode(t.nextNode(g))->data);
+    EXPECT_TRUE(g != n1 || g != n2);
+    EXPECT_TRUE(t.contains(I(&items[1])));
+}
+
+TEST(QELRBTreeTest, EqualItemsAreKeptInAddressOrder)
+{
+    // items[0] has the lower address; added last, it still comes first.
+    std::vector<Item> items = MakeItems({7, 7, 7});
+    IntTree t;
+    t.add(I(&items[2]));
+    t.add(I(&items[1]));
+    t.add(I(&items[0]));
+    std::vector<const Item*> v = Contents(t);
+    ASSERT_EQ(3u, v.size());
+    EXPECT_EQ(&items[0], v[0]);
+    EXPECT_EQ(&items[1], v[1]);
+    EXPECT_EQ(&items[2], v[2]);
+    EXPECT_TRUE(IsSoundTree(t));
+}
+
+TEST(QELRBTreeTest, UniqueAddOfEqualItemIsRefused)
+{
+    std::vector<Item> items = MakeItems({4, 4});
+    IntTree t;
+    EXPECT_TRUE(t.add(I(&items[0]), true));
+    EXPECT_FALSE(t.add(I(&items[1]), true));
+    EXPECT_FALSE(t.add(I(&items[0]), true));
+    EXPECT_EQ(1, t.size);
+    EXPECT_TRUE(t.add(I(&items[1]), false));
+    EXPECT_EQ(2, t.size);
+}
+
+TEST(QELRBTreeTest, DefaultComparisonIsIdentity)
+{
+    std::vector<Item> items = MakeItems({1, 1});
+    AddressTree t;
+    t.add(I(&items[1]));
+    t.add(I(&items[0]));
+    EXPECT_TRUE(t.add(I(&items[0]), true) == false);
+    EXPECT_EQ(2, t.size);
+    // Address order.
+    EXPECT_EQ(I(&items[0]), t.firstNode()->data);
+    // A key is simply an item pointer.
+    EXPECT_EQ(I(&items[1]), t.findFirst(reinterpret_cast<const QELContainerKey*>(&items[1])));
+    Item other(1);
+    EXPECT_FALSE(t.contains(I(&other)));
+    EXPECT_EQ(NULL, t.findFirst(reinterpret_cast<const QELContainerKey*>(&other)));
+}
+
+TEST(QELRBTreeTest, ContainsIsIdentityNotEquality)
+{
+    std::vector<Item> items = MakeItems({3, 3});
+    IntTree t;
+    t.add(I(&items[0]));
+    EXPECT_TRUE(t.contains(I(&items[0])));
+    EXPECT_FALSE(t.contains(I(&items[1])));
+    EXPECT_FALSE(t.contains(NULL));
+    QELRBTree::Iterator it;
+    EXPECT_TRUE(t.contains(I(&items[0]), &it));
+    EXPECT_EQ(&t, it.container);
+    EXPECT_EQ(I(&items[0]), it.get());
+}
+
+TEST(QELRBTreeTest, SearchesOnEmptyTreeGiveNull)
+{
+    IntTree t;
+    Item a(1);
+    int k = 1;
+    EXPECT_EQ(NULL, t.getNode(I(&a)));
+    EXPECT_EQ(NULL, t.findFirstNode(K(&k)));
+    EXPECT_EQ(NULL, t.findLastNode(K(&k)));
+    EXPECT_EQ(NULL, t.firstNode());
+    EXPECT_EQ(NULL, t.lastNode());
+    EXPECT_EQ(NULL, t.nextNode(NULL));
+    EXPECT_EQ(NULL, t.previousNode(NULL));
+    EXPECT_EQ(NULL, t.findFirst(K(&k)));
+    EXPECT_FALSE(t.contains(I(&a)));
+}
+
+TEST(QELRBTreeTest, RunOfFiveEqualKeysFindsFirstAndLast)
+{
+    // Keys 1..9 with a run of five 5s in the middle.
+    std::vector<Item> items = MakeItems({5, 1, 5, 9, 2, 5, 8, 3, 5, 7, 4, 5, 6});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    ASSERT_TRUE(IsSoundTree(t));
+    int k = 5;
+    QELRBTreeNode* first = t.findFirstNode(K(&k));
+    QELRBTreeNode* last = t.findLastNode(K(&k));
+    ASSERT_NE(nullptr, first);
+    ASSERT_NE(nullptr, last);
+    EXPECT_EQ(4, ItemOf(t.previousNode(first)->data)->key);
+    EXPECT_EQ(6, ItemOf(t.nextNode(last)->data)->key);
+    // Lowest and highest address among the 5s.
+    EXPECT_EQ(I(&items[0]), first->data);
+    EXPECT_EQ(I(&items[11]), last->data);
+    // Walk the run with findNextNode.
+    int count = 1;
+    QELRBTreeNode* n = first;
+    while ((n = t.findNextNode(K(&k), n)) != NULL) {
+        count++;
+        if (count == 5) {
+            EXPECT_EQ(last, n);
+        }
+    }
+    EXPECT_EQ(5, count);
+    EXPECT_EQ(NULL, t.findNextNode(K(&k), last));
+    EXPECT_EQ(NULL, t.findPreviousNode(K(&k), first));
+    EXPECT_EQ(t.previousNode(last), t.findPreviousNode(K(&k), last));
+    int absent = 10;
+    EXPECT_EQ(NULL, t.findFirstNode(K(&absent)));
+    EXPECT_EQ(NULL, t.findLastNode(K(&absent)));
+    EXPECT_EQ(I(&items[0]), t.findFirst(K(&k)));
+}
+
+TEST(QELRBTreeTest, RemovingFirstMakesSuccessorFirst)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3, 4});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTree::Iterator it(t, true);
+    EXPECT_EQ(I(&items[0]), t.remove(&it));
+    EXPECT_EQ(I(&items[1]), t._first->data);
+    EXPECT_EQ(I(&items[1]), it.get());
+    EXPECT_TRUE(IsSoundTree(t));
+}
+
+TEST(QELRBTreeTest, RemovingOnlyNodeLeavesSentinel)
+{
+    IntTree t;
+    Item a(1);
+    t.add(I(&a));
+    QELRBTree::Iterator it(t, true);
+    EXPECT_EQ(I(&a), t.remove(&it));
+    EXPECT_EQ(0, t.size);
+    EXPECT_EQ(t.sentinel(), t._root);
+    EXPECT_EQ(t.sentinel(), t._first);
+    EXPECT_EQ(NULL, it.node);
+    EXPECT_EQ(NULL, it.get());
+    EXPECT_TRUE(IsSoundTree(t));
+    // Removing again through the iterator on no node gives null.
+    EXPECT_EQ(NULL, t.remove(&it));
+}
+
+TEST(QELRBTreeTest, RemovingLastNodeMovesIteratorToNewLast)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTree::Iterator it(t, false);
+    EXPECT_EQ(I(&items[2]), t.remove(&it));
+    EXPECT_EQ(I(&items[1]), it.get());
+    EXPECT_EQ(t.lastNode(), it.node);
+}
+
+TEST(QELRBTreeTest, RemovingMiddleNodeMovesIteratorToSuccessor)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3, 4, 5, 6, 7});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    int k = 4;
+    QELRBTree::Iterator it;
+    t.findFirst(K(&k), &it);
+    QELRBTreeNode* succ = t.nextNode(it.node);
+    EXPECT_EQ(I(&items[3]), t.remove(&it));
+    EXPECT_EQ(succ, it.node);
+    EXPECT_TRUE(IsSoundTree(t));
+}
+
+TEST(QELRBTreeTest, RemovalRelinksNodesSoOtherNodePointersStayValid)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    IntTree t;
+    std::vector<QELRBTreeNode*> nodes;
+    for (Item& it : items)
+        nodes.push_back(t.addNode(I(&it), false));
+    // Remove the root (two children: its successor is relinked into place).
+    QELRBTreeNode* root = t._root;
+    const QELContainerItem* rootItem = root->data;
+    QELRBTree::Iterator it(t, *root);
+    EXPECT_EQ(rootItem, t.remove(&it));
+    for (size_t i = 0; i < nodes.size(); i++) {
+        if (nodes[i] == root)
+            continue;
+        EXPECT_EQ(I(&items[i]), nodes[i]->data);
+        EXPECT_EQ(nodes[i], t.getNode(I(&items[i])));
+    }
+    EXPECT_TRUE(IsSoundTree(t));
+}
+
+TEST(QELRBTreeTest, RemoveThroughForeignOrNullIteratorGivesNull)
+{
+    std::vector<Item> items = MakeItems({1, 2});
+    IntTree a, b;
+    a.add(I(&items[0]));
+    b.add(I(&items[1]));
+    QELRBTree::Iterator it(b, true);
+    EXPECT_EQ(NULL, a.remove(&it));
+    EXPECT_EQ(NULL, a.remove(NULL));
+    QELRBTree::Iterator detached;
+    EXPECT_EQ(NULL, a.remove(&detached));
+    EXPECT_EQ(1, a.size);
+    EXPECT_EQ(1, b.size);
+    EXPECT_EQ(I(&items[1]), it.get());
+}
+
+TEST(QELRBTreeTest, AddWithWherePointsIteratorAtNewItem)
+{
+    std::vector<Item> items = MakeItems({2, 1, 3});
+    IntTree t;
+    QELRBTree::Iterator it;
+    for (Item& item : items) {
+        EXPECT_TRUE(t.add(I(&item), false, &it));
+        EXPECT_EQ(&t, it.container);
+        EXPECT_EQ(I(&item), it.get());
+    }
+    QELRBTree::Iterator before = it;
+    EXPECT_FALSE(t.add(I(&items[0]), true, &it));
+    EXPECT_TRUE(it == before);
+}
+
+TEST(QELRBTreeTest, EmptyDeletesNodesButNeverItems)
+{
+    int before = Item::alive;
+    {
+        std::vector<Item> items = MakeItems({1, 2, 3, 4, 5});
+        {
+            IntTree t;
+            for (Item& it : items)
+                t.add(I(&it));
+            QELRBTreeNode* nil = t.sentinel();
+            EXPECT_TRUE(t.empty());
+            EXPECT_EQ(0, t.size);
+            EXPECT_EQ(nil, t._root);
+            EXPECT_EQ(nil, t._first);
+            EXPECT_TRUE(IsSoundTree(t));
+            EXPECT_TRUE(t.empty());
+            for (Item& it : items)
+                t.add(I(&it));
+        }
+        EXPECT_EQ(before + 5, Item::alive);
+        for (Item& it : items)
+            EXPECT_GE(it.key, 1);
+    }
+    EXPECT_EQ(before, Item::alive);
+}
+
+TEST(QELRBTreeTest, CopyKeepsShapeColoursAndItems)
+{
+    std::vector<Item> items = MakeItems({8, 3, 10, 1, 6, 14, 4, 7, 13, 2, 5});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTree c(t);
+    EXPECT_TRUE(IsSoundTree(c, &t));
+    EXPECT_EQ(t.size, c.size);
+    EXPECT_NE(t.sentinel(), c.sentinel());
+    // Same shape: walk both trees in step.
+    std::vector<std::pair<const QELRBTreeNode*, const QELRBTreeNode*>> stack;
+    stack.push_back({t._root, c._root});
+    while (!stack.empty()) {
+        auto [a, b] = stack.back();
+        stack.pop_back();
+        if (a == t.sentinel()) {
+            EXPECT_EQ(c.sentinel(), b);
+            continue;
+        }
+        ASSERT_NE(c.sentinel(), b);
+        EXPECT_NE(a, b);
+        EXPECT_EQ(a->data, b->data);
+        EXPECT_EQ(a->isRed(), b->isRed());
+        stack.push_back({a->left, b->left});
+        stack.push_back({a->right, b->right});
+    }
+    EXPECT_TRUE(t == c);
+    EXPECT_FALSE(t != c);
+    EXPECT_EQ(I(&items[3]), c._first->data);
+}
+
+TEST(QELRBTreeTest, CopyOfEmptyTreeIsEmpty)
+{
+    QELRBTree t;
+    QELRBTree c(t);
+    EXPECT_EQ(0, c.size);
+    EXPECT_TRUE(IsSoundTree(c));
+    EXPECT_TRUE(c == t);
+}
+
+TEST(QELRBTreeTest, AssignmentReplacesContentWithCopy)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3, 4, 5, 6});
+    IntTree a, b;
+    for (int i = 0; i < 3; i++)
+        a.add(I(&items[i]));
+    for (int i = 3; i < 6; i++)
+        b.add(I(&items[i]));
+    EXPECT_TRUE(a != b);
+    static_cast<QELRBTree&>(a) = b;
+    EXPECT_TRUE(IsSoundTree(a));
+    EXPECT_TRUE(a == b);
+    EXPECT_EQ(3, a.size);
+    std::vector<const Item*> v = Contents(a);
+    EXPECT_EQ(std::vector<const Item*>({&items[3], &items[4], &items[5]}), v);
+    // Self-assignment keeps the content.
+    QELRBTree& ra = a;
+    ra = ra;
+    EXPECT_TRUE(a == b);
+    // Assigning an empty tree empties.
+    IntTree e;
+    static_cast<QELRBTree&>(a) = e;
+    EXPECT_EQ(0, a.size);
+    EXPECT_TRUE(IsSoundTree(a));
+}
+
+TEST(QELRBTreeTest, EqualityNeedsSamePointersInSameOrder)
+{
+    std::vector<Item> items = MakeItems({1, 2, 2});
+    IntTree a, b;
+    a.add(I(&items[0]));
+    a.add(I(&items[1]));
+    b.add(I(&items[0]));
+    b.add(I(&items[2]));
+    EXPECT_FALSE(a == b);
+    EXPECT_TRUE(a != b);
+    b.add(I(&items[1]));
+    EXPECT_FALSE(a == b);
+    IntTree e1, e2;
+    EXPECT_TRUE(e1 == e2);
+}
+
+TEST(QELRBTreeTest, NewIteratorStandsOnFirstOrLast)
+{
+    std::vector<Item> items = MakeItems({3, 1, 2});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELContainer::Iterator* f = t.newIterator();
+    QELContainer::Iterator* l = t.newIterator(false);
+    EXPECT_EQ(I(&items[1]), f->get());
+    EXPECT_EQ(I(&items[0]), l->get());
+    EXPECT_EQ(&t, f->getContainer());
+    t.deleteIterator(f);
+    t.deleteIterator(l);
+    t.deleteIterator(NULL);
+}
+
+// ------------------------------------------------------------- Iteration
+
+TEST(QELRBTreeIteratorTest, OnEmptyTreeStandsOnNoNode)
+{
+    IntTree t;
+    QELRBTree::Iterator a(t, true), b(t, false);
+    EXPECT_EQ(NULL, a.node);
+    EXPECT_EQ(NULL, a.get());
+    EXPECT_EQ(NULL, *a);
+    EXPECT_TRUE(a == b);
+    EXPECT_FALSE(a != b);
+    EXPECT_EQ(NULL, a.next());
+    EXPECT_EQ(NULL, a.previous());
+    EXPECT_EQ(NULL, a.moveToFirst());
+    EXPECT_EQ(NULL, a.moveToLast());
+    int k = 0;
+    EXPECT_EQ(NULL, a.findFirst(K(&k)));
+    EXPECT_EQ(NULL, a.findNext(K(&k)));
+}
+
+TEST(QELRBTreeIteratorTest, DetachedIteratorReturnsNullEverywhere)
+{
+    QELRBTree::Iterator it;
+    int k = 0;
+    EXPECT_EQ(NULL, it.container);
+    EXPECT_EQ(NULL, it.get());
+    EXPECT_EQ(NULL, *it);
+    EXPECT_EQ(NULL, it.moveToFirst());
+    EXPECT_EQ(NULL, it.moveToLast());
+    EXPECT_EQ(NULL, it.next());
+    EXPECT_EQ(NULL, it.previous());
+    EXPECT_EQ(NULL, it.findFirst(K(&k)));
+    EXPECT_EQ(NULL, it.findLast(K(&k)));
+    EXPECT_EQ(NULL, it.findNext(K(&k)));
+    EXPECT_EQ(NULL, it.findPrevious(K(&k)));
+    QELRBTree::Iterator other;
+    EXPECT_FALSE(it == other);
+    EXPECT_TRUE(it != other);
+}
+
+TEST(QELRBTreeIteratorTest, NextPastLastReturnsNullAndStaysOnLast)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTree::Iterator it(t, false);
+    EXPECT_EQ(NULL, it.next(1));
+    EXPECT_EQ(I(&items[2]), it.get());
+    // A longer step stops on the last node too.
+    it.moveToFirst();
+    EXPECT_EQ(NULL, it.next(5));
+    EXPECT_EQ(I(&items[2]), it.get());
+    EXPECT_EQ(NULL, it.previous(3));
+    EXPECT_EQ(I(&items[0]), it.get());
+    EXPECT_EQ(I(&items[2]), it.next(2));
+    EXPECT_EQ(I(&items[0]), it.previous(2));
+    // A count of 0 returns the current item.
+    EXPECT_EQ(I(&items[0]), it.next(0));
+    EXPECT_EQ(I(&items[0]), it.previous(0));
+}
+
+TEST(QELRBTreeIteratorTest, FindFirstThenFindNextVisitsEveryMatchInOrder)
+{
+    std::vector<Item> items = MakeItems({2, 1, 2, 3, 2, 0, 2});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    int k = 2;
+    QELRBTree::Iterator it(t, true);
+    std::vector<const Item*> seen;
+    for (QELContainerItem* p = it.findFirst(K(&k)); p != NULL; p = it.findNext(K(&k)))
+        seen.push_back(ItemOf(p));
+    EXPECT_EQ(std::vector<const Item*>({&items[0], &items[2], &items[4], &items[6]}), seen);
+    EXPECT_EQ(I(&items[6]), it.get());
+    // Backwards from the last match.
+    seen.clear();
+    for (QELContainerItem* p = it.findLast(K(&k)); p != NULL; p = it.findPrevious(K(&k)))
+        seen.push_back(ItemOf(p));
+    EXPECT_EQ(std::vector<const Item*>({&items[6], &items[4], &items[2], &items[0]}), seen);
+    EXPECT_EQ(I(&items[0]), it.get());
+    // A miss leaves the iterator where it was.
+    int absent = 9;
+    EXPECT_EQ(NULL, it.findFirst(K(&absent)));
+    EXPECT_EQ(NULL, it.findLast(K(&absent)));
+    EXPECT_EQ(I(&items[0]), it.get());
+}
+
+TEST(QELRBTreeIteratorTest, FindNextExaminesOnlyTheImmediateSuccessor)
+{
+    std::vector<Item> items = MakeItems({1, 2, 1});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    int k1 = 1, k2 = 2;
+    QELRBTree::Iterator it(t, true);
+    // On the first 1: its successor is the second 1.
+    EXPECT_EQ(I(&items[2]), it.findNext(K(&k1)));
+    // Now on the second 1: the successor is the 2.
+    EXPECT_EQ(NULL, it.findNext(K(&k1)));
+    it.moveToFirst();
+    // From the first 1 the 2 is two steps away.
+    EXPECT_EQ(NULL, it.findNext(K(&k2)));
+    EXPECT_EQ(I(&items[0]), it.get());
+}
+
+TEST(QELRBTreeIteratorTest, EqualityAndAssignment)
+{
+    std::vector<Item> items = MakeItems({1, 2});
+    IntTree t, u;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTree::Iterator a(t, true), b(t, true), c(t, false), d(u, true);
+    EXPECT_TRUE(a == b);
+    EXPECT_FALSE(a == c);
+    EXPECT_TRUE(a != c);
+    EXPECT_FALSE(a == d);
+    c = a;
+    EXPECT_TRUE(a == c);
+    EXPECT_EQ(&t, c.container);
+    QELRBTree::Iterator e(a);
+    EXPECT_TRUE(e == a);
+    EXPECT_EQ(a.node, e.getNode());
+}
+
+TEST(QELRBTreeIteratorTest, MoveToAttachesToAnotherTree)
+{
+    std::vector<Item> items = MakeItems({1, 2, 3});
+    IntTree t, u, empty;
+    t.add(I(&items[0]));
+    u.add(I(&items[1]));
+    u.add(I(&items[2]));
+    QELRBTree::Iterator it(t, true);
+    EXPECT_EQ(I(&items[2]), it.moveTo(u, false));
+    EXPECT_EQ(&u, it.container);
+    EXPECT_EQ(I(&items[1]), it.moveTo(u, true));
+    EXPECT_EQ(NULL, it.moveTo(empty, true));
+    EXPECT_EQ(&empty, it.container);
+    EXPECT_EQ(NULL, it.node);
+}
+
+TEST(QELRBTreeIteratorTest, ConstructorOnNodeAndForwardBackwardWalk)
+{
+    std::vector<Item> items = MakeItems({5, 3, 8, 1, 4, 7, 9});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTree::Iterator it(t, *t._root);
+    EXPECT_EQ(t._root->data, it.get());
+    std::vector<int> fwd, bwd;
+    QELRBTree::Iterator f(t, true);
+    for (QELContainerItem* p = f.get(); p; p = f.next())
+        fwd.push_back(ItemOf(p)->key);
+    for (QELContainerItem* p = f.moveToLast(); p; p = f.previous())
+        bwd.push_back(ItemOf(p)->key);
+    EXPECT_EQ(std::vector<int>({1, 3, 4, 5, 7, 8, 9}), fwd);
+    EXPECT_EQ(std::vector<int>({9, 8, 7, 5, 4, 3, 1}), bwd);
+}
+
+// ------------------------------------------------------ Randomised model
+
+namespace {
+
+// One randomised run: adds (unique or not, fresh items or pointers already
+// held), removals through iterators, searches and iteration, each compared
+// with a std::multiset, the whole tree checked after every step.
+void RunAgainstModel(unsigned seed, int steps, int keyRange, int poolSize)
+{
+    std::mt19937 rng(seed);
+    std::vector<Item> pool;
+    pool.reserve(poolSize);
+    for (int i = 0; i < poolSize; i++)
+        pool.emplace_back(static_cast<int>(rng() % keyRange));
+    IntTree t;
+    Model m;
+    for (int step = 0; step < steps; step++) {
+        unsigned op = rng() % 100;
+        const Item* item = &pool[rng() % pool.size()];
+        int key = static_cast<int>(rng() % keyRange);
+        SCOPED_TRACE(testing::Message() << "seed " << seed << " step " << step << " op " << op);
+        if (op < 40 || m.size() < 5) {
+            bool unique = rng() % 4 == 0;
+            bool hasEqual = false;
+            for (const Item* x : m)
+                if (x->key == item->key)
+                    hasEqual = true;
+            QELRBTree::Iterator where;
+            QELBoolean ok = t.add(I(item), unique, &where);
+            if (unique && hasEqual) {
+                ASSERT_FALSE(ok);
+            } else {
+                ASSERT_TRUE(ok);
+                ASSERT_EQ(I(item), where.get());
+                m.insert(item);
+            }
+        } else if (op < 70) {
+            // Remove the first item with a random key, or a random one.
+            QELRBTree::Iterator it;
+            const Item* expect = NULL;
+            auto lo = std::find_if(m.begin(), m.end(), [&](const Item* x) { return x->key == key; });
+            if (lo != m.end()) {
+                ASSERT_EQ(I(*lo), t.findFirst(K(&key), &it));
+                expect = *lo;
+            } else {
+                ASSERT_EQ(NULL, t.findFirst(K(&key), &it));
+                size_t pos = rng() % m.size();
+                it.moveTo(t, true);
+                if (pos > 0)
+                    it.next(static_cast<int>(pos));
+                lo = m.begin();
+                std::advance(lo, pos);
+                expect = *lo;
+                ASSERT_EQ(I(expect), it.get());
+            }
+            auto after = std::next(lo);
+            const Item* nextItem = after != m.end() ? *after : (lo != m.begin() ? *std::prev(lo) : NULL);
+            ASSERT_EQ(I(expect), t.remove(&it));
+            ASSERT_EQ(I(nextItem), it.get());
+            m.erase(lo);
+        } else if (op < 80) {
+            // getNode: the leftmost node holding this pointer.
+            QELRBTreeNode* n = t.getNode(I(item));
+            bool held = m.find(item) != m.end();
+            ASSERT_EQ(held, n != NULL);
+            ASSERT_EQ(held, t.contains(I(item)) != 0);
+            if (n != NULL) {
+                ASSERT_EQ(I(item), n->data);
+                QELRBTreeNode* p = t.previousNode(n);
+                ASSERT_TRUE(p == NULL || p->data != I(item));
+            }
+        } else if (op < 90) {
+            // First and last of a key, and the run between them.
+            std::vector<const Item*> run;
+            for (const Item* x : m)
+                if (x->key == key)
+                    run.push_back(x);
+            QELRBTreeNode* f = t.findFirstNode(K(&key));
+            QELRBTreeNode* l = t.findLastNode(K(&key));
+            if (run.empty()) {
+                ASSERT_EQ(NULL, f);
+                ASSERT_EQ(NULL, l);
+            } else {
+                ASSERT_EQ(I(run.front()), f->data);
+                ASSERT_EQ(I(run.back()), l->data);
+                QELRBTree::Iterator it(t, *f);
+                std::vector<const Item*> seen(1, ItemOf(it.get()));
+                while (QELContainerItem* p = it.findNext(K(&key)))
+                    seen.push_back(ItemOf(p));
+                ASSERT_EQ(run, seen);
+            }
+        } else if (op < 95) {
+            std::vector<const Item*> v(m.begin(), m.end());
+            ASSERT_EQ(v, Contents(t));
+            std::reverse(v.begin(), v.end());
+            ASSERT_EQ(v, ReverseContents(t));
+        } else if (op < 98) {
+            QELRBTree c(t);
+            ASSERT_TRUE(IsSoundTree(c, &t));
+            ASSERT_TRUE(c == t);
+            IntTree d;
+            static_cast<QELRBTree&>(d) = t;
+            ASSERT_TRUE(IsSoundTree(d));
+            ASSERT_TRUE(d == t);
+        } else if (rng() % 4 == 0) {
+            t.empty();
+            m.clear();
+        }
+        ASSERT_EQ(static_cast<int>(m.size()), t.size);
+        ASSERT_TRUE(IsSoundTree(t));
+    }
+    std::vector<const Item*> v(m.begin(), m.end());
+    ASSERT_EQ(v, Contents(t));
+}
+
+} // namespace
+
+TEST(QELRBTreeModelTest, ManyEqualKeysAgainstMultiset)
+{
+    for (unsigned seed : {1u, 2u, 3u})
+        RunAgainstModel(seed, 4000, 20, 150);
+}
+
+TEST(QELRBTreeModelTest, FewEqualKeysAgainstMultiset)
+{
+    for (unsigned seed : {11u, 12u})
+        RunAgainstModel(seed, 4000, 1000, 400);
+}
+
+TEST(QELRBTreeModelTest, AscendingAndDescendingInsertionsStayBalanced)
+{
+    std::vector<Item> items;
+    items.reserve(2000);
+    for (int i = 0; i < 2000; i++)
+        items.emplace_back(i);
+    IntTree up, down;
+    for (int i = 0; i < 2000; i++) {
+        up.add(I(&items[i]));
+        down.add(I(&items[1999 - i]));
+    }
+    EXPECT_TRUE(IsSoundTree(up));
+    EXPECT_TRUE(IsSoundTree(down));
+    // Height bound of a red-black tree: at most 2 log2(n + 1).
+    int depth = 0;
+    for (const QELRBTreeNode* n = up._first; n != NULL; n = n->getParent())
+        depth++;
+    EXPECT_LE(depth, 22);
+    // Remove every other item from the front, then the rest from the back.
+    QELRBTree::Iterator it(up, true);
+    while (up.size > 1000) {
+        up.remove(&it);
+        it.next();
+        ASSERT_TRUE(IsSoundTree(up));
+    }
+    it.moveToLast();
+    while (up.size > 0) {
+        up.remove(&it);
+        ASSERT_TRUE(IsSoundTree(up));
+    }
+}
+
+// -------------------------------------------------------- Assertion reports
+
+class QELRBTreeDeathTest : public testing::Test {
+protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(QELRBTreeDeathTest, CorruptSizeIsReportedByAddNode)
+{
+    IntTree t;
+    Item a(1);
+    t.size = 3;
+    EXPECT_DEATH(t.add(I(&a)),
+                 Report("virtual QELRBTreeNode* QELRBTree::addNode(const QELContainerItem*, bool)",
+                        QEL_XSTR(QEL_RBTREE_INVARIANT(this))));
+    t.size = 0;
+}
+
+TEST_F(QELRBTreeDeathTest, TreeInvariantTextNamesItsParts)
+{
+    // The expanded expression as the reports show it.
+    std::string text = QEL_XSTR(QEL_RBTREE_INVARIANT(this));
+    EXPECT_EQ("( ( ( ((this)->size==0) && ((this)->_root==(this)->sentinel()) ) || ( ((this)->size!=0) && "
+              "((this)->_root!=(this)->sentinel()) && ((this)->_first!=(this)->sentinel()) ) ) && "
+              "!(this)->sentinel()->isRed() && ((this)->sentinel()->left==(this)->sentinel()) && "
+              "((this)->sentinel()->right==(this)->sentinel()) && ((this)->sentinel()->data==__null) )",
+              text);
+}
+
+TEST_F(QELRBTreeDeathTest, RedSentinelIsReportedBySearch)
+{
+    IntTree t;
+    Item a(1);
+    t.add(I(&a));
+    int k = 1;
+    t.sentinel()->parent = 1;
+    EXPECT_DEATH(t.findFirst(K(&k)),
+                 Report("virtual QELRBTreeNode* QELRBTree::findFirstNode(const QELContainerKey*) const",
+                        QEL_XSTR(QEL_RBTREE_INVARIANT(this))));
+    t.sentinel()->parent = 0;
+}
+
+TEST_F(QELRBTreeDeathTest, RedUnderRedIsReportedWhileDescending)
+{
+    std::vector<Item> items = MakeItems({2, 1, 3, 4});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    // 2 is the black root, 1 and 3 black, 4 red under 3: make 3 red too.
+    QELRBTreeNode* three = t.getNode(I(&items[2]));
+    ASSERT_FALSE(three->isRed());
+    three->parent |= 1;
+    int k = 4;
+    EXPECT_DEATH(t.findLastNode(K(&k)),
+                 Report("virtual QELRBTreeNode* QELRBTree::findLastNode(const QELContainerKey*) const",
+                        QEL_XSTR(QEL_RBTREE_NODE_INVARIANT(this, x))));
+    three->parent &= ~static_cast<uintptr_t>(1);
+}
+
+TEST_F(QELRBTreeDeathTest, BrokenParentLinkIsReportedByGetNode)
+{
+    std::vector<Item> items = MakeItems({2, 1, 3});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTreeNode* left = t._root->left;
+    uintptr_t saved = left->parent;
+    left->parent = reinterpret_cast<uintptr_t>(t._root->right);
+    EXPECT_DEATH(t.contains(I(&items[1])),
+                 Report("virtual QELRBTreeNode* QELRBTree::getNode(const QELContainerItem*) const",
+                        QEL_XSTR(QEL_RBTREE_NODE_INVARIANT(this, x))));
+    left->parent = saved;
+}
+
+TEST_F(QELRBTreeDeathTest, NodeWithoutItemIsReportedByIterator)
+{
+    std::vector<Item> items = MakeItems({1, 2});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTree::Iterator it(t, false);
+    const QELContainerItem* saved = it.node->data;
+    it.node->data = NULL;
+    EXPECT_DEATH(it.get(),
+                 Report("virtual QELContainerItem* QELRBTree::Iterator::get() const",
+                        QEL_XSTR(QEL_RBTREE_ITERATOR_INVARIANT(this))));
+    it.node->data = saved;
+}
+
+TEST_F(QELRBTreeDeathTest, IteratorOnRedUnderRedIsReportedByRemove)
+{
+    std::vector<Item> items = MakeItems({2, 1, 3, 4});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTreeNode* three = t.getNode(I(&items[2]));
+    QELRBTree::Iterator it(t, false);
+    ASSERT_EQ(I(&items[3]), it.get());
+    three->parent |= 1;
+    EXPECT_DEATH(t.remove(&it),
+                 Report("virtual QELContainerItem* QELRBTree::remove(QELContainer::Iterator*)",
+                        QEL_XSTR(QEL_RBTREE_ITERATOR_INVARIANT(it))));
+    three->parent &= ~static_cast<uintptr_t>(1);
+}
+
+TEST_F(QELRBTreeDeathTest, CorruptNodeIsReportedByRemoveNode)
+{
+    std::vector<Item> items = MakeItems({2, 1, 3});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTreeNode* n = t._root->right;
+    const QELContainerItem* saved = n->data;
+    n->data = NULL;
+    EXPECT_DEATH(t.removeNode(n),
+                 Report("virtual QELContainerItem* QELRBTree::removeNode(QELRBTreeNode*)",
+                        QEL_XSTR(QEL_RBTREE_NODE_INVARIANT(this, z))));
+    n->data = saved;
+}
+
+TEST_F(QELRBTreeDeathTest, CorruptNodeIsReportedWhileEmptying)
+{
+    std::vector<Item> items = MakeItems({2, 1, 3});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    QELRBTreeNode* n = t._root->left;
+    const QELContainerItem* saved = n->data;
+    n->data = NULL;
+    EXPECT_DEATH(t.empty(),
+                 Report("void QELRBTree::_deleteNode(QELRBTreeNode*, QELRBTreeNode*)",
+                        QEL_XSTR(QEL_RBTREE_NODE_INVARIANT(this, node))));
+    n->data = saved;
+}
