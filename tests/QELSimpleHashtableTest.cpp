@@ -1,2 +1,607 @@
-// Tests of QELSimpleHashtable (being written).
+// Tests of the keyed hashtables QELSimpleStringHashtable and
+// QELSimpleLongHashtable: replace and case rules, values handed out by
+// lookups, removal and iterators, copies, assertion reports, and randomised
+// comparisons against std::map and std::unordered_map.
 #include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "QELSimpleHashtable.h"
+
+namespace {
+
+// A value that counts its lives, to prove that no table frees one.
+struct Value {
+    int n;
+    static int alive;
+    explicit Value(int v = 0) : n(v) { ++alive; }
+    Value(const Value& o) : n(o.n) { ++alive; }
+    ~Value() { --alive; }
+};
+int Value::alive = 0;
+
+const QELContainerKey* SK(const QELString& s) { return reinterpret_cast<const QELContainerKey*>(&s); }
+const QELContainerKey* LK(const long* k) { return reinterpret_cast<const QELContainerKey*>(k); }
+Value* V(QELContainerItem* p) { return reinterpret_cast<Value*>(p); }
+
+std::string Quote(const std::string& s)
+{
+    std::string r;
+    for (char c : s) {
+        if (strchr("\\^$.|?*+()[]{}", c) != NULL)
+            r += '\\';
+        r += c;
+    }
+    return r;
+}
+
+const char* const kTableInvariant =
+    "( ( ((this)->size>=0) && ((this)->table!=__null) && ((this)->table_mask>0) ) || "
+    "( ((this)->size==0) && ((this)->table_mask<0) ) )";
+
+// The key text of every entry, through an iterator.
+std::map<std::string, void*> Entries(const QELSimpleStringHashtable& t)
+{
+    std::map<std::string, void*> m;
+    QELSimpleHashtable::Iterator it(t, true);
+    for (bool on = it.QELHashtable::Iterator::get() != NULL; on; on = it.QELHashtable::Iterator::next() != NULL) {
+        const QELString* key = static_cast<const QELString*>(it.getKey());
+        EXPECT_TRUE(m.emplace(key->p, it.get()).second) << "duplicate key " << key->p;
+    }
+    return m;
+}
+
+std::map<long, void*> Entries(const QELSimpleLongHashtable& t)
+{
+    std::map<long, void*> m;
+    QELSimpleHashtable::Iterator it(t, true);
+    for (bool on = it.QELHashtable::Iterator::get() != NULL; on; on = it.QELHashtable::Iterator::next() != NULL) {
+        const long* key = static_cast<const long*>(it.getKey());
+        EXPECT_TRUE(m.emplace(*key, it.get()).second) << "duplicate key " << *key;
+    }
+    return m;
+}
+
+std::string Upper(const std::string& s)
+{
+    std::string r = s;
+    for (char& c : r)
+        c = static_cast<char>(toupper(c));
+    return r;
+}
+
+} // namespace
+
+// ------------------------------------------------------------- Nodes
+
+TEST(QELSimpleHashtableTest, NodesHandOutTheirKeyFields)
+{
+    Value v;
+    QELSimpleStringHashtableNode s(QELString("abc"), &v);
+    QELSimpleLongHashtableNode l(-42, &v);
+    QELSimpleHashtableNode& base = s;
+    EXPECT_EQ(&s.key, base.getKey());
+    EXPECT_STREQ("abc", static_cast<const QELString*>(base.getKey())->p);
+    EXPECT_EQ(&l.key, l.getKey());
+    EXPECT_EQ(-42, *static_cast<const long*>(l.getKey()));
+    EXPECT_EQ(&v, s.value);
+    QELSimpleHashtableNode plain(&v);
+    EXPECT_EQ(NULL, plain.getKey());
+}
+
+// --------------------------------------------------- Replace and lookups
+
+TEST(QELSimpleHashtableTest, SecondAddOfAKeyFailsWithoutReplace)
+{
+    Value a(1), b(2);
+    QELSimpleStringHashtable t;
+    EXPECT_FALSE(t.replace);
+    EXPECT_FALSE(t.ignoreCase);
+    EXPECT_TRUE(t.add(QELString("key"), &a));
+    EXPECT_FALSE(t.add(QELString("key"), &b));
+    EXPECT_EQ(1, t.size);
+    EXPECT_EQ(&a, V(t.findFirst(SK(QELString("key")))));
+}
+
+TEST(QELSimpleHashtableTest, SecondAddOfAKeyReplacesWithReplace)
+{
+    Value a(1), b(2);
+    QELSimpleStringHashtable t(false, true);
+    EXPECT_TRUE(t.replace);
+    EXPECT_TRUE(t.add(QELString("key"), &a));
+    EXPECT_TRUE(t.add(QELString("key"), &b));
+    EXPECT_EQ(1, t.size);
+    EXPECT_EQ(&b, V(t.findFirst(SK(QELString("key")))));
+    EXPECT_EQ(&b, V(t.findLast(SK(QELString("key")))));
+}
+
+TEST(QELSimpleHashtableTest, LongTableReplaceRules)
+{
+    Value a(1), b(2);
+    QELSimpleLongHashtable keep, repl(true);
+    EXPECT_TRUE(keep.add(7L, &a));
+    EXPECT_FALSE(keep.add(7L, &b));
+    EXPECT_TRUE(repl.add(7L, &a));
+    EXPECT_TRUE(repl.add(7L, &b));
+    long k = 7;
+    EXPECT_EQ(&a, V(keep.findFirst(LK(&k))));
+    EXPECT_EQ(&b, V(repl.findFirst(LK(&k))));
+    EXPECT_EQ(1, keep.size);
+    EXPECT_EQ(1, repl.size);
+}
+
+TEST(QELSimpleHashtableTest, CaseInsensitiveTableMatchesAnyCase)
+{
+    Value a(1), b(2);
+    QELSimpleStringHashtable t(true);
+    EXPECT_TRUE(t.ignoreCase);
+    EXPECT_TRUE(t.add(QELString("HELLO"), &a));
+    EXPECT_EQ(&a, V(t.findFirst(SK(QELString("hElLo")))));
+    EXPECT_FALSE(t.add(QELString("hello"), &b));
+    EXPECT_EQ(1, t.size);
+    QELSimpleStringHashtable r(true, true);
+    r.add(QELString("HELLO"), &a);
+    EXPECT_TRUE(r.add(QELString("hello"), &b));
+    EXPECT_EQ(1, r.size);
+    EXPECT_EQ(&b, V(r.findFirst(SK(QELString("Hello")))));
+    // The stored key keeps the spelling of the first add.
+    QELSimpleHashtable::Iterator it(r);
+    EXPECT_STREQ("HELLO", static_cast<const QELString*>(it.getKey())->p);
+}
+
+TEST(QELSimpleHashtableTest, CaseSensitiveTableKeepsSpellingsApart)
+{
+    Value a(1), b(2);
+    QELSimpleStringHashtable t;
+    EXPECT_TRUE(t.add(QELString("HELLO"), &a));
+    EXPECT_TRUE(t.add(QELString("hello"), &b));
+    EXPECT_EQ(2, t.size);
+    EXPECT_EQ(&a, V(t.findFirst(SK(QELString("HELLO")))));
+    EXPECT_EQ(&b, V(t.findFirst(SK(QELString("hello")))));
+    EXPECT_EQ(NULL, t.findFirst(SK(QELString("Hello"))));
+}
+
+TEST(QELSimpleHashtableTest, CaseInsensitiveHashIsThatOfTheUpperCasedKey)
+{
+    QELSimpleStringHashtable t(true), s(false);
+    Value v;
+    const char* words[] = {"", "a", "MiXeD", "already UPPER", "with-digits 123", "\xc3\xa9t\xc3\xa9"};
+    for (const char* w : words) {
+        SCOPED_TRACE(w);
+        QELString key(w);
+        QELString upper(w);
+        upper.toUpper();
+        EXPECT_EQ(upper.hashCode(), t.hashKey(SK(key)));
+        EXPECT_EQ(key.hashCode(), s.hashKey(SK(key)));
+        QELSimpleStringHashtableNode node(key, &v);
+        EXPECT_EQ(upper.hashCode(), t.hashObject(QELSimpleHashtable::itemOf(&node)));
+        EXPECT_EQ(key.hashCode(), s.hashObject(QELSimpleHashtable::itemOf(&node)));
+    }
+    EXPECT_EQ(t.hashKey(SK(QELString("abc"))), t.hashKey(SK(QELString("ABC"))));
+    EXPECT_NE(s.hashKey(SK(QELString("abc"))), s.hashKey(SK(QELString("ABC"))));
+}
+
+TEST(QELSimpleHashtableTest, StringComparisons)
+{
+    Value v;
+    QELSimpleStringHashtableNode a(QELString("abc"), &v), b(QELString("ABD"), &v);
+    QELSimpleStringHashtable cs, ci(true);
+    const QELContainerItem* ia = QELSimpleHashtable::itemOf(&a);
+    const QELContainerItem* ib = QELSimpleHashtable::itemOf(&b);
+    EXPECT_GT(cs.compare2Object(ia, ib), 0);  // 'a' > 'A'
+    EXPECT_LT(ci.compare2Object(ia, ib), 0);  // "abc" < "abd"
+    EXPECT_EQ(0, ci.compare2Key(ia, SK(QELString("ABC"))));
+    EXPECT_NE(0, cs.compare2Key(ia, SK(QELString("ABC"))));
+    EXPECT_EQ(0, cs.compare2Key(ia, SK(QELString("abc"))));
+}
+
+TEST(QELSimpleHashtableTest, LongComparisonsAreSigns)
+{
+    Value v;
+    QELSimpleLongHashtable t;
+    QELSimpleLongHashtableNode lo(-5000000000L, &v), hi(4000000000L, &v), z(0, &v);
+    const QELContainerItem* il = QELSimpleHashtable::itemOf(&lo);
+    const QELContainerItem* ih = QELSimpleHashtable::itemOf(&hi);
+    const QELContainerItem* iz = QELSimpleHashtable::itemOf(&z);
+    EXPECT_EQ(-1, t.compare2Object(il, ih));
+    EXPECT_EQ(1, t.compare2Object(ih, il));
+    EXPECT_EQ(0, t.compare2Object(iz, iz));
+    long k = 4000000000L;
+    EXPECT_EQ(0, t.compare2Key(ih, LK(&k)));
+    EXPECT_EQ(-1, t.compare2Key(iz, LK(&k)));
+    // The hash is the key truncated to 32 bits.
+    EXPECT_EQ(static_cast<unsigned int>(4000000000L), t.hashObject(ih));
+    EXPECT_EQ(static_cast<unsigned int>(-5000000000L), t.hashKey(LK(&lo.key)));
+}
+
+TEST(QELSimpleHashtableTest, LongKeysFillBucketsOfTheSameNumber)
+{
+    std::vector<Value> values(10);
+    QELSimpleLongHashtable t(false, 16);
+    for (long k = 0; k < 10; k++)
+        EXPECT_TRUE(t.add(k, &values[k]));
+    ASSERT_EQ(15, t.table_mask);
+    for (long k = 0; k < 10; k++) {
+        ASSERT_NE(nullptr, t.table[k]);
+        EXPECT_EQ(k, static_cast<const QELSimpleLongHashtableNode*>(QELSimpleHashtable::nodeOf(t.table[k]->data))->key);
+        QELSimpleHashtable::Iterator it;
+        EXPECT_EQ(&values[k], V(t.findFirst(LK(&k), &it)));
+        EXPECT_EQ(k, it.index);
+    }
+    for (int b = 10; b < 16; b++)
+        EXPECT_EQ(NULL, t.table[b]);
+}
+
+TEST(QELSimpleHashtableTest, KeysThatShareLow32BitsStayDistinct)
+{
+    Value a(1), b(2);
+    QELSimpleLongHashtable t(false, 8);
+    long k1 = 5, k2 = (1L << 32) + 5;
+    EXPECT_TRUE(t.add(k1, &a));
+    EXPECT_TRUE(t.add(k2, &b));
+    EXPECT_EQ(2, t.size);
+    EXPECT_EQ(&a, V(t.findFirst(LK(&k1))));
+    EXPECT_EQ(&b, V(t.findFirst(LK(&k2))));
+}
+
+TEST(QELSimpleHashtableTest, MissingKeysGiveNull)
+{
+    QELSimpleStringHashtable s;
+    QELSimpleLongHashtable l;
+    long k = 1;
+    EXPECT_EQ(NULL, s.findFirst(SK(QELString("x"))));
+    EXPECT_EQ(NULL, s.findLast(SK(QELString("x"))));
+    EXPECT_EQ(NULL, l.findFirst(LK(&k)));
+    Value v;
+    s.add(QELString("y"), &v);
+    l.add(2L, &v);
+    EXPECT_EQ(NULL, s.findFirst(SK(QELString("x"))));
+    EXPECT_EQ(NULL, l.findFirst(LK(&k)));
+}
+
+TEST(QELSimpleHashtableTest, EmptyStringKeyIsAKeyLikeAnyOther)
+{
+    Value v;
+    QELSimpleStringHashtable t;
+    EXPECT_TRUE(t.add(QELString(""), &v));
+    EXPECT_EQ(&v, V(t.findFirst(SK(QELString()))));
+}
+
+// ------------------------------------------------------------ Removal
+
+TEST(QELSimpleHashtableTest, RemoveReturnsTheValueWhichStaysAlive)
+{
+    int before = Value::alive;
+    Value* a = new Value(1);
+    Value* b = new Value(2);
+    {
+        QELSimpleStringHashtable t;
+        t.add(QELString("a"), a);
+        t.add(QELString("b"), b);
+        QELSimpleHashtable::Iterator it;
+        EXPECT_EQ(a, V(t.findFirst(SK(QELString("a")), &it)));
+        EXPECT_EQ(a, V(t.remove(&it)));
+        EXPECT_EQ(1, t.size);
+        EXPECT_EQ(1, a->n);
+        EXPECT_EQ(b, V(it.get()));
+        EXPECT_EQ(b, V(t.remove(&it)));
+        EXPECT_EQ(-1, it.index);
+        EXPECT_EQ(NULL, t.remove(&it));
+        t.add(QELString("a"), a);
+        t.add(QELString("b"), b);
+    }
+    // Destruction deleted the nodes, not the values.
+    EXPECT_EQ(before + 2, Value::alive);
+    delete a;
+    delete b;
+    EXPECT_EQ(before, Value::alive);
+}
+
+TEST(QELSimpleHashtableTest, RemoveOfNullValueMovesIteratorCorrectly)
+{
+    // A null value must not be taken for the end of the table.
+    QELSimpleLongHashtable t(false, 4);
+    Value v;
+    t.add(1L, NULL);
+    t.add(2L, &v);
+    QELSimpleHashtable::Iterator it(t, true);
+    EXPECT_EQ(NULL, t.remove(&it));
+    EXPECT_EQ(1, t.size);
+    EXPECT_EQ(2L, *static_cast<const long*>(it.getKey()));
+    EXPECT_EQ(&v, V(it.get()));
+}
+
+TEST(QELSimpleHashtableTest, RemoveThroughForeignIteratorGivesNull)
+{
+    Value v;
+    QELSimpleLongHashtable a, b;
+    a.add(1L, &v);
+    b.add(1L, &v);
+    QELSimpleHashtable::Iterator it(b);
+    EXPECT_EQ(NULL, a.remove(&it));
+    EXPECT_EQ(NULL, a.remove(NULL));
+    EXPECT_EQ(1, a.size);
+    EXPECT_EQ(1, b.size);
+}
+
+TEST(QELSimpleHashtableTest, EmptyForgetsEntriesAndKeepsValues)
+{
+    int before = Value::alive;
+    std::vector<Value> values(5);
+    QELSimpleStringHashtable t(false, false, 8);
+    for (int i = 0; i < 5; i++)
+        t.add(QELString(i), &values[i]);
+    EXPECT_TRUE(t.empty());
+    EXPECT_EQ(0, t.size);
+    EXPECT_EQ(-8, t.table_mask);
+    EXPECT_EQ(before + 5, Value::alive);
+    EXPECT_TRUE(t.add(QELString(1), &values[1]));
+    EXPECT_EQ(8, t.table_mask + 1);
+}
+
+// ------------------------------------------------------------ Iterator
+
+TEST(QELSimpleHashtableIteratorTest, EveryMoveHandsOutValues)
+{
+    // Keys 1, 5 share bucket 1 of 4 (5 at the head); key 2 in bucket 2.
+    Value v1(1), v5(5), v2(2);
+    QELSimpleLongHashtable t(false, 4);
+    t.add(1L, &v1);
+    t.add(5L, &v5);
+    t.add(2L, &v2);
+    QELSimpleHashtable::Iterator it(t, true);
+    EXPECT_EQ(&v5, V(it.get()));
+    EXPECT_EQ(&v5, V(*it));
+    EXPECT_EQ(&v1, V(it.next()));
+    EXPECT_EQ(&v2, V(it.next()));
+    EXPECT_EQ(NULL, it.next());
+    EXPECT_EQ(&v2, V(it.get()));
+    EXPECT_EQ(&v1, V(it.previous()));
+    EXPECT_EQ(&v5, V(it.moveToFirst()));
+    EXPECT_EQ(&v2, V(it.moveToLast()));
+    long k1 = 1, k5 = 5;
+    EXPECT_EQ(&v1, V(it.findFirst(LK(&k1))));
+    EXPECT_EQ(&v1, V(it.findLast(LK(&k1))));
+    // 5 is the head of a chain of two: findLast does not see it.
+    EXPECT_EQ(NULL, it.findLast(LK(&k5)));
+    EXPECT_EQ(&v5, V(it.findPrevious(LK(&k5))));
+    EXPECT_EQ(&v1, V(it.findNext(LK(&k1))));
+    EXPECT_EQ(NULL, it.findNext(LK(&k1)));
+    QELSimpleLongHashtable u;
+    Value w;
+    u.add(9L, &w);
+    EXPECT_EQ(&w, V(it.moveTo(u, true)));
+    EXPECT_EQ(9L, *static_cast<const long*>(it.getKey()));
+}
+
+TEST(QELSimpleHashtableIteratorTest, GetKeyOnEmptyTableIsNull)
+{
+    QELSimpleStringHashtable t;
+    QELSimpleHashtable::Iterator it(t);
+    EXPECT_EQ(NULL, it.getKey());
+    EXPECT_EQ(NULL, it.get());
+    QELSimpleHashtable::Iterator detached;
+    EXPECT_EQ(NULL, detached.getKey());
+    EXPECT_EQ(NULL, detached.next());
+}
+
+TEST(QELSimpleHashtableIteratorTest, NewIteratorIsASimpleIterator)
+{
+    Value v;
+    QELSimpleStringHashtable t;
+    t.add(QELString("k"), &v);
+    QELContainer::Iterator* it = t.newIterator();
+    EXPECT_NE(nullptr, dynamic_cast<QELSimpleHashtable::Iterator*>(it));
+    EXPECT_EQ(&v, V(it->get()));
+    t.deleteIterator(it);
+    QELContainer::Iterator* last = t.newIterator(false);
+    EXPECT_EQ(&v, V(last->get()));
+    t.deleteIterator(last);
+}
+
+// --------------------------------------------------------------- Copies
+
+TEST(QELSimpleHashtableTest, CopyHasItsOwnNodesAndSharesValues)
+{
+    std::vector<Value> values(4);
+    QELSimpleStringHashtable t(true, true, 32);
+    const char* keys[] = {"One", "two", "THREE", "four"};
+    for (int i = 0; i < 4; i++)
+        t.add(QELString(keys[i]), &values[i]);
+    QELSimpleStringHashtable c(t);
+    EXPECT_TRUE(c.ignoreCase);
+    EXPECT_TRUE(c.replace);
+    EXPECT_EQ(32, c.table_mask + 1);
+    EXPECT_EQ(Entries(t), Entries(c));
+    QELSimpleHashtable::Iterator a(t), b(c);
+    EXPECT_NE(a.getKey(), b.getKey());
+    // Changing the copy leaves the source alone.
+    Value extra;
+    c.add(QELString("ONE"), &extra);
+    EXPECT_EQ(&values[0], V(t.findFirst(SK(QELString("one")))));
+    EXPECT_EQ(&extra, V(c.findFirst(SK(QELString("one")))));
+    QELSimpleStringHashtable d;
+    d = c;
+    EXPECT_TRUE(d.ignoreCase);
+    EXPECT_EQ(Entries(c), Entries(d));
+    QELSimpleStringHashtable& self = d;
+    d = self;
+    EXPECT_EQ(Entries(c), Entries(d));
+    // Through the base class the entries are copied too.
+    QELSimpleStringHashtable e;
+    static_cast<QELHashtable&>(e) = c;
+    EXPECT_FALSE(e.ignoreCase);
+    EXPECT_EQ(Entries(c), Entries(e));
+}
+
+TEST(QELSimpleHashtableTest, LongCopyAndAssignment)
+{
+    std::vector<Value> values(20);
+    QELSimpleLongHashtable t(true, 8);
+    for (long k = 0; k < 20; k++)
+        t.add(k * 3 - 10, &values[k]);
+    QELSimpleLongHashtable c(t);
+    EXPECT_TRUE(c.replace);
+    EXPECT_EQ(Entries(t), Entries(c));
+    QELSimpleLongHashtable d;
+    d = t;
+    EXPECT_EQ(8, d.table_mask + 1);
+    EXPECT_EQ(Entries(t), Entries(d));
+    QELSimpleLongHashtable empty;
+    d = empty;
+    EXPECT_EQ(0, d.size);
+}
+
+// ------------------------------------------------------ Randomised model
+
+TEST(QELSimpleHashtableModelTest, StringTableAgainstStdMap)
+{
+    for (int variant = 0; variant < 4; variant++) {
+        bool ignoreCase = variant & 1;
+        bool replace = variant & 2;
+        std::mt19937 rng(100 + variant);
+        std::vector<Value> values(64);
+        QELSimpleStringHashtable t(ignoreCase, replace, 16);
+        std::map<std::string, void*> m;
+        const char* letters = "aAbBcC";
+        for (int step = 0; step < 3000; step++) {
+            SCOPED_TRACE(testing::Message() << "variant " << variant << " step " << step);
+            std::string key;
+            int len = static_cast<int>(rng() % 4);
+            for (int i = 0; i < len; i++)
+                key += letters[rng() % 6];
+            std::string mkey = ignoreCase ? Upper(key) : key;
+            Value* v = &values[rng() % values.size()];
+            unsigned op = rng() % 10;
+            if (op < 5) {
+                auto found = m.find(mkey);
+                QELBoolean ok = t.add(QELString(key.c_str()), v);
+                if (found == m.end()) {
+                    ASSERT_TRUE(ok);
+                    m[mkey] = v;
+                } else if (replace) {
+                    ASSERT_TRUE(ok);
+                    found->second = v;
+                } else {
+                    ASSERT_FALSE(ok);
+                }
+            } else if (op < 8) {
+                auto found = m.find(mkey);
+                QELString k(key.c_str());
+                ASSERT_EQ(found == m.end() ? NULL : found->second, static_cast<void*>(t.findFirst(SK(k))));
+            } else {
+                QELString k(key.c_str());
+                QELSimpleHashtable::Iterator it;
+                QELContainerItem* value = t.findFirst(SK(k), &it);
+                auto found = m.find(mkey);
+                if (found == m.end()) {
+                    ASSERT_EQ(NULL, value);
+                    ASSERT_EQ(NULL, t.remove(&it));
+                } else {
+                    ASSERT_EQ(found->second, static_cast<void*>(t.remove(&it)));
+                    m.erase(found);
+                }
+            }
+            ASSERT_EQ(static_cast<int>(m.size()), t.size);
+            ASSERT_TRUE(QEL_HASHTABLE_INVARIANT(&t));
+        }
+        std::map<std::string, void*> seen;
+        for (auto& e : Entries(t))
+            seen[ignoreCase ? Upper(e.first) : e.first] = e.second;
+        ASSERT_EQ(m, seen);
+    }
+}
+
+TEST(QELSimpleHashtableModelTest, LongTableAgainstUnorderedMap)
+{
+    for (int variant = 0; variant < 2; variant++) {
+        bool replace = variant == 1;
+        std::mt19937_64 rng(7 + variant);
+        std::vector<Value> values(64);
+        QELSimpleLongHashtable t(replace, 32);
+        std::unordered_map<long, void*> m;
+        for (int step = 0; step < 4000; step++) {
+            SCOPED_TRACE(testing::Message() << "variant " << variant << " step " << step);
+            // Small keys, negative keys and keys equal in their low 32 bits.
+            long key = static_cast<long>(rng() % 50) - 25;
+            if (rng() % 4 == 0)
+                key += static_cast<long>(rng() % 3) << 32;
+            Value* v = &values[rng() % values.size()];
+            unsigned op = rng() % 10;
+            if (op < 5) {
+                auto found = m.find(key);
+                QELBoolean ok = t.add(key, v);
+                if (found == m.end()) {
+                    ASSERT_TRUE(ok);
+                    m[key] = v;
+                } else if (replace) {
+                    ASSERT_TRUE(ok);
+                    found->second = v;
+                } else {
+                    ASSERT_FALSE(ok);
+                }
+            } else if (op < 8) {
+                auto found = m.find(key);
+                ASSERT_EQ(found == m.end() ? NULL : found->second, static_cast<void*>(t.findFirst(LK(&key))));
+            } else if (op < 9) {
+                QELSimpleHashtable::Iterator it;
+                QELContainerItem* value = t.findFirst(LK(&key), &it);
+                auto found = m.find(key);
+                if (found == m.end()) {
+                    ASSERT_EQ(NULL, value);
+                } else {
+                    ASSERT_EQ(found->second, static_cast<void*>(t.remove(&it)));
+                    m.erase(found);
+                }
+            } else if (step % 50 == 0) {
+                QELSimpleLongHashtable c(t);
+                std::map<long, void*> a = Entries(t), b = Entries(c);
+                ASSERT_EQ(a, b);
+            }
+            ASSERT_EQ(static_cast<int>(m.size()), t.size);
+            ASSERT_TRUE(QEL_HASHTABLE_INVARIANT(&t));
+        }
+        std::map<long, void*> expected(m.begin(), m.end());
+        ASSERT_EQ(expected, Entries(t));
+    }
+}
+
+// -------------------------------------------------------- Assertion reports
+
+class QELSimpleHashtableDeathTest : public testing::Test {
+protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByKeyedAdd)
+{
+    Value v;
+    QELSimpleStringHashtable t;
+    t.add(QELString("a"), &v);
+    int saved = t.table_mask;
+    t.table_mask = -3;
+    EXPECT_DEATH(t.add(QELString("b"), &v),
+                 Quote("QELHashtable.cpp") + ".*" +
+                     Quote("virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const") +
+                     ".*" + Quote(kTableInvariant));
+    t.table_mask = saved;
+}
+
+TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByEmpty)
+{
+    Value v;
+    QELSimpleLongHashtable t;
+    t.add(1L, &v);
+    int saved = t.size;
+    t.size = -2;
+    EXPECT_DEATH(t.empty(),
+                 Quote("QELSimpleHashtable.cpp") + ".*" + Quote("virtual QELBoolean QELSimpleHashtable::empty()") + ".*" +
+                     Quote(kTableInvariant));
+    t.size = saved;
+}
