@@ -11,6 +11,7 @@
 #pragma clang diagnostic ignored "-Wsign-compare"
 #endif
 
+#include <cstdlib>
 #include <cstring>
 
 #include "QELAssert.h"
@@ -38,7 +39,7 @@ public:
     // The one-byte terminator buffer shared by every empty string.
     static char* emptyPtr;
 
-    QELString();
+    QELString() : p(emptyPtr), len(0), alloc(0), wbuf(NULL) {}
     QELString(const char* s, int n = -1);
     QELString(const uchar* s, int n = -1);
     QELString(const QELString& s);
@@ -46,7 +47,14 @@ public:
     QELString(char c);
     QELString(int v);
     QELString(long v);
-    ~QELString();
+    // Checks the invariant (a string left locked aborts here), then frees an
+    // owned block. Deliberately leaves wbuf alone: the UTF-16 cache leaks.
+    ~QELString()
+    {
+        QEL_ASSERT(QEL_STRING_INVARIANT(this));
+        if (alloc != 0)
+            free(p);
+    }
 
     void init(const char* s, int n);
     void init(const uchar* s, int n);

@@ -73,11 +73,6 @@ static inline ptrdiff_t qelOffsetIn(const QELString& s, const char* src)
 // ---------------------------------------------------------------------------
 // Construction and destruction.
 
-QELString::QELString()
-    : p(emptyPtr), len(0), alloc(0), wbuf(NULL)
-{
-}
-
 QELString::QELString(const char* s, int n)
 {
     wbuf = NULL;
@@ -135,14 +130,6 @@ QELString::QELString(long v)
     p = static_cast<char*>(malloc(alloc));
     len = snprintf(p, alloc, "%ld", v);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
-}
-
-QELString::~QELString()
-{
-    QEL_ASSERT(QEL_STRING_INVARIANT(this));
-    if (alloc != 0)
-        free(p);
-    // wbuf is deliberately not released here (existing behaviour).
 }
 
 // A null `s` gives the empty string; a negative `n` takes strlen(s). An `n`
@@ -265,15 +252,15 @@ QELString operator+(const QELString& s1, const QELString& s2)
     unsigned int n1 = static_cast<unsigned int>(s1.len);
     unsigned int n2 = static_cast<unsigned int>(s2.len);
     unsigned int total = n1 + n2;
-    if (total == 0)
-        return getEmptyTString();
-    QELString t;
-    t.p = static_cast<char*>(malloc(total + 1));
-    t.alloc = total + 1;
-    memcpy(t.p, s1.p, n1);
-    memcpy(t.p + n1, s2.p, n2);
-    t.p[total] = '\0';
-    t.len = static_cast<int>(total);
+    QELString t;  // as empty as getEmptyTString(); one named result for NRVO
+    if (total != 0) {
+        t.p = static_cast<char*>(malloc(total + 1));
+        t.alloc = total + 1;
+        memcpy(t.p, s1.p, n1);
+        memcpy(t.p + n1, s2.p, n2);
+        t.p[total] = '\0';
+        t.len = static_cast<int>(total);
+    }
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -567,28 +554,122 @@ bool QELString::unwrap(unsigned int extra)
 // ---------------------------------------------------------------------------
 // Hashing: h = h * 31 + signed byte over the text, plus a length.
 
-// Hashes the n bytes at s. Eight bytes per step with precomputed powers of
-// 31 give the same 32-bit result as the byte loop, with a shorter chain.
-static inline unsigned int qelHashBytes(const char* s, size_t n)
+// The byte loop h = h * 31 + b is evaluated in blocks with precomputed powers
+// of 31, which gives the same 32-bit result with much shorter dependency
+// chains: eight bytes per step in scalar code, 32 per step with AVX2.
+
+static const unsigned int qelPow31[9] = {
+    1u, 31u, 961u, 29791u, 923521u, 28629151u, 887503681u,
+    887503681u * 31u, 887503681u * 31u * 31u,
+};
+
+// True when one of the eight bytes of x is zero.
+static inline bool qelHasZeroByte(uint64_t x)
+{
+    return ((x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull) != 0;
+}
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#include <immintrin.h>
+#define QEL_HASH_AVX2 1
+
+static constexpr unsigned int qelPow31Of(int e)
+{
+    unsigned int r = 1;
+    for (int i = 0; i < e; i++)
+        r *= 31u;
+    return r;
+}
+
+// 31^(31 - k) for k = 0..31: the weight of each of the 32 lanes.
+struct QELLaneWeights {
+    unsigned int w[32];
+    constexpr QELLaneWeights() : w()
+    {
+        for (int k = 0; k < 32; k++)
+            w[k] = qelPow31Of(31 - k);
+    }
+};
+alignas(32) static constexpr QELLaneWeights qelLaneWeightsTable;
+static const unsigned int* const qelLaneWeights = qelLaneWeightsTable.w;
+
+// Hashes whole 32-byte chunks of [s, s + n) into h while none holds a NUL;
+// returns the number of bytes consumed (a multiple of 32).
+__attribute__((target("avx2"))) static size_t qelHashChunksAvx2(const char* s, size_t n, unsigned int* hp)
+{
+    // Four accumulators of eight lanes: byte 32k + 8a + j goes to lane j of
+    // accumulator a, each step multiplying by 31^32.
+    const unsigned int p32 = qelPow31Of(32);
+    const __m256i mul = _mm256_set1_epi32(static_cast<int>(p32));
+    const __m256i zero = _mm256_setzero_si256();
+    __m256i a0 = zero, a1 = zero, a2 = zero, a3 = zero;
+    size_t i = 0;
+    for (; i + 32 <= n; i += 32) {
+        __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i));
+        if (_mm256_movemask_epi8(_mm256_cmpeq_epi8(v, zero)) != 0)
+            break;
+        __m128i lo = _mm256_castsi256_si128(v);
+        __m128i hi = _mm256_extracti128_si256(v, 1);
+        a0 = _mm256_add_epi32(_mm256_mullo_epi32(a0, mul), _mm256_cvtepi8_epi32(lo));
+        a1 = _mm256_add_epi32(_mm256_mullo_epi32(a1, mul), _mm256_cvtepi8_epi32(_mm_srli_si128(lo, 8)));
+        a2 = _mm256_add_epi32(_mm256_mullo_epi32(a2, mul), _mm256_cvtepi8_epi32(hi));
+        a3 = _mm256_add_epi32(_mm256_mullo_epi32(a3, mul), _mm256_cvtepi8_epi32(_mm_srli_si128(hi, 8)));
+    }
+    if (i == 0)
+        return 0;
+    // Lane j of accumulator a weighs 31^(31 - 8a - j): weigh, then sum all.
+    const __m256i* w = reinterpret_cast<const __m256i*>(qelLaneWeights);
+    __m256i sum = _mm256_add_epi32(
+        _mm256_add_epi32(_mm256_mullo_epi32(a0, _mm256_load_si256(w)), _mm256_mullo_epi32(a1, _mm256_load_si256(w + 1))),
+        _mm256_add_epi32(_mm256_mullo_epi32(a2, _mm256_load_si256(w + 2)), _mm256_mullo_epi32(a3, _mm256_load_si256(w + 3))));
+    __m128i s4 = _mm_add_epi32(_mm256_castsi256_si128(sum), _mm256_extracti128_si256(sum, 1));
+    s4 = _mm_add_epi32(s4, _mm_shuffle_epi32(s4, 0x4E));
+    s4 = _mm_add_epi32(s4, _mm_shuffle_epi32(s4, 0xB1));
+    unsigned int h = *hp;
+    for (size_t k = 0; k < i; k += 32)
+        h *= p32;
+    *hp = h + static_cast<unsigned int>(_mm_cvtsi128_si32(s4));
+    return i;
+}
+
+static bool qelHaveAvx2()
+{
+    static const bool have = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") != 0);
+    return have;
+}
+#endif
+
+// Hashes the bytes at s up to the first NUL; `n` bytes are known to be
+// readable (the buffer holds at least n + 1). Returns the hash and stores the
+// number of bytes hashed in *count.
+static inline unsigned int qelHashText(const char* s, size_t n, size_t* count)
 {
     const signed char* b = reinterpret_cast<const signed char*>(s);
-    const unsigned int p1 = 31u, p2 = p1 * 31u, p3 = p2 * 31u, p4 = p3 * 31u;
-    const unsigned int p5 = p4 * 31u, p6 = p5 * 31u, p7 = p6 * 31u, p8 = p7 * 31u;
     unsigned int h = 0;
     size_t i = 0;
+#ifdef QEL_HASH_AVX2
+    if (n >= 32 && qelHaveAvx2())
+        i = qelHashChunksAvx2(s, n, &h);
+#endif
     for (; i + 8 <= n; i += 8) {
-        h = h * p8
-            + static_cast<unsigned int>(b[i]) * p7
-            + static_cast<unsigned int>(b[i + 1]) * p6
-            + static_cast<unsigned int>(b[i + 2]) * p5
-            + static_cast<unsigned int>(b[i + 3]) * p4
-            + static_cast<unsigned int>(b[i + 4]) * p3
-            + static_cast<unsigned int>(b[i + 5]) * p2
-            + static_cast<unsigned int>(b[i + 6]) * p1
+        uint64_t x;
+        memcpy(&x, s + i, 8);
+        if (qelHasZeroByte(x))
+            break;
+        h = h * qelPow31[8]
+            + static_cast<unsigned int>(b[i]) * qelPow31[7]
+            + static_cast<unsigned int>(b[i + 1]) * qelPow31[6]
+            + static_cast<unsigned int>(b[i + 2]) * qelPow31[5]
+            + static_cast<unsigned int>(b[i + 3]) * qelPow31[4]
+            + static_cast<unsigned int>(b[i + 4]) * qelPow31[3]
+            + static_cast<unsigned int>(b[i + 5]) * qelPow31[2]
+            + static_cast<unsigned int>(b[i + 6]) * qelPow31[1]
             + static_cast<unsigned int>(b[i + 7]);
     }
-    for (; i < n; i++)
+    // The tail, a block holding a NUL, or text running past n.
+    for (; b[i] != 0; i++)
         h = h * 31u + static_cast<unsigned int>(b[i]);
+    *count = i;
     return h;
 }
 
@@ -596,7 +677,8 @@ static inline unsigned int qelHashBytes(const char* s, size_t n)
 unsigned int QELString::hashCode() const
 {
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
-    return qelHashBytes(p, strlen(p)) + static_cast<unsigned int>(len);
+    size_t count;
+    return qelHashText(p, static_cast<size_t>(len), &count) + static_cast<unsigned int>(len);
 }
 
 // Adds the number of bytes scanned; a null pointer hashes as the empty text.
@@ -604,8 +686,9 @@ unsigned int stringHashCode(const char* s)
 {
     if (s == NULL)
         return 0;
-    size_t n = strlen(s);
-    return qelHashBytes(s, n) + static_cast<unsigned int>(n);
+    size_t count;
+    unsigned int h = qelHashText(s, strlen(s), &count);
+    return h + static_cast<unsigned int>(count);
 }
 
 // ---------------------------------------------------------------------------
@@ -616,11 +699,9 @@ QELString QELString::mid(unsigned int start, unsigned int count) const
 {
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
-    if (start >= l || count == 0)
-        return getEmptyTString();
-    unsigned int n = l - start < count ? l - start : count;
     QELString t;
-    qelFill(t, p + start, n);
+    if (start < l && count != 0)
+        qelFill(t, p + start, l - start < count ? l - start : count);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -629,10 +710,9 @@ QELString QELString::mid(unsigned int start) const
 {
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
-    if (start >= l)
-        return getEmptyTString();
     QELString t;
-    qelFill(t, p + start, l - start);
+    if (start < l)
+        qelFill(t, p + start, l - start);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -642,10 +722,9 @@ QELString QELString::left(unsigned int n) const
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     unsigned int m = n < l ? n : l;
-    if (m == 0)
-        return getEmptyTString();
     QELString t;
-    qelFill(t, p, m);
+    if (m != 0)
+        qelFill(t, p, m);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -655,10 +734,9 @@ QELString QELString::right(unsigned int n) const
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     unsigned int m = n < l ? n : l;
-    if (m == 0)
-        return getEmptyTString();
     QELString t;
-    qelFill(t, p + (l - m), m);
+    if (m != 0)
+        qelFill(t, p + (l - m), m);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -757,6 +835,16 @@ QELString& QELString::reverse()
 // ---------------------------------------------------------------------------
 // Escaping and trimming; each returns a new string.
 
+// Allocates the exact block of a result of n > 0 bytes; the caller fills it.
+static inline char* qelReserve(QELString& t, size_t n)
+{
+    t.p = static_cast<char*>(malloc(n + 1));
+    t.alloc = static_cast<unsigned int>(n) + 1;
+    t.len = static_cast<int>(n);
+    t.p[n] = '\0';
+    return t.p;
+}
+
 // Line feed -> \n, carriage return -> \r, " -> \", \ -> \\.
 QELString QELString::escapeChars() const
 {
@@ -767,24 +855,19 @@ QELString QELString::escapeChars() const
         if (c == '\n' || c == '\r' || c == '"' || c == '\\')
             extra++;
     }
-    if (n == 0)
-        return getEmptyTString();
     QELString t;
-    size_t total = n + extra;
-    t.p = static_cast<char*>(malloc(total + 1));
-    t.alloc = static_cast<unsigned int>(total) + 1;
-    char* d = t.p;
-    for (const char* s = p; *s != '\0'; s++) {
-        switch (*s) {
-        case '\n': *d++ = '\\'; *d++ = 'n'; break;
-        case '\r': *d++ = '\\'; *d++ = 'r'; break;
-        case '"': *d++ = '\\'; *d++ = '"'; break;
-        case '\\': *d++ = '\\'; *d++ = '\\'; break;
-        default: *d++ = *s; break;
+    if (n != 0) {
+        char* d = qelReserve(t, n + extra);
+        for (const char* s = p; *s != '\0'; s++) {
+            switch (*s) {
+            case '\n': *d++ = '\\'; *d++ = 'n'; break;
+            case '\r': *d++ = '\\'; *d++ = 'r'; break;
+            case '"': *d++ = '\\'; *d++ = '"'; break;
+            case '\\': *d++ = '\\'; *d++ = '\\'; break;
+            default: *d++ = *s; break;
+            }
         }
     }
-    *d = '\0';
-    t.len = static_cast<int>(total);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -798,20 +881,15 @@ QELString QELString::escapeChar(char c, char esc, bool escapeEsc) const
         if (p[n] == c || (escapeEsc && p[n] == esc))
             extra++;
     }
-    if (n == 0)
-        return getEmptyTString();
     QELString t;
-    size_t total = n + extra;
-    t.p = static_cast<char*>(malloc(total + 1));
-    t.alloc = static_cast<unsigned int>(total) + 1;
-    char* d = t.p;
-    for (const char* s = p; *s != '\0'; s++) {
-        if (*s == c || (escapeEsc && *s == esc))
-            *d++ = esc;
-        *d++ = *s;
+    if (n != 0) {
+        char* d = qelReserve(t, n + extra);
+        for (const char* s = p; *s != '\0'; s++) {
+            if (*s == c || (escapeEsc && *s == esc))
+                *d++ = esc;
+            *d++ = *s;
+        }
     }
-    *d = '\0';
-    t.len = static_cast<int>(total);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -828,20 +906,15 @@ QELString QELString::unescapeChar(char esc) const
             n++;
         }
     }
-    if (n - dropped == 0)
-        return getEmptyTString();
     QELString t;
-    size_t total = n - dropped;
-    t.p = static_cast<char*>(malloc(total + 1));
-    t.alloc = static_cast<unsigned int>(total) + 1;
-    char* d = t.p;
-    for (const char* s = p; *s != '\0'; s++) {
-        if (*s == esc && s[1] != '\0')
-            s++;
-        *d++ = *s;
+    if (n != dropped) {
+        char* d = qelReserve(t, n - dropped);
+        for (const char* s = p; *s != '\0'; s++) {
+            if (*s == esc && s[1] != '\0')
+                s++;
+            *d++ = *s;
+        }
     }
-    *d = '\0';
-    t.len = static_cast<int>(total);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -854,13 +927,14 @@ QELString QELString::trim() const
     const char* s = p;
     while (*s != '\0' && static_cast<signed char>(*s) < 33)
         s++;
-    if (*s == '\0')
-        return getEmptyTString();
-    const char* e = p + len - 1;
-    while (static_cast<signed char>(*e) < 33)
-        e--;
     QELString t;
-    qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+    if (*s != '\0') {
+        // The front scan stopped on a kept byte: the back scan needs no bound.
+        const char* e = p + len - 1;
+        while (static_cast<signed char>(*e) < 33)
+            e--;
+        qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+    }
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -872,13 +946,13 @@ QELString QELString::trimSpaces() const
     const char* s = p;
     while (*s == ' ')
         s++;
-    if (*s == '\0')
-        return getEmptyTString();
-    const char* e = p + len - 1;
-    while (*e == ' ')
-        e--;
     QELString t;
-    qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+    if (*s != '\0') {
+        const char* e = p + len - 1;
+        while (*e == ' ')
+            e--;
+        qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+    }
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }

@@ -778,6 +778,23 @@ TEST(QELStringTest, HashUsesSignedBytesPlusTheLength)
     EXPECT_EQ(stringHashCode(NULL), 0u);
 }
 
+TEST(QELStringTest, HashStopsAtAnEmbeddedNulOfALongText)
+{
+    std::mt19937 rng(99);
+    for (int i = 0; i < 500; i++) {
+        size_t n = 1 + rng() % 600;
+        std::string t;
+        for (size_t k = 0; k < n; k++)
+            t += static_cast<char>(1 + rng() % 255);
+        size_t nul = rng() % n;
+        t[nul] = '\0';
+        QELString s(t.data(), static_cast<int>(n));
+        ASSERT_EQ(s.len, static_cast<int>(n));
+        ASSERT_EQ(s.hashCode(), referenceHash(t.substr(0, nul)) + static_cast<unsigned int>(n)) << i;
+        ASSERT_EQ(stringHashCode(s.p), referenceHash(t.substr(0, nul)) + static_cast<unsigned int>(nul)) << i;
+    }
+}
+
 TEST(QELStringTest, HashCodeAddsTheLengthFieldNotTheScannedCount)
 {
     QELString nul('\0');
@@ -792,7 +809,7 @@ TEST(QELStringTest, HashMatchesTheByteLoopOnRandomText)
 {
     std::mt19937 rng(1234);
     for (int i = 0; i < 3000; i++) {
-        size_t n = rng() % 70;
+        size_t n = i % 3 == 0 ? rng() % 1000 : rng() % 70;  // long texts take the wide path
         std::string t;
         for (size_t k = 0; k < n; k++)
             t += static_cast<char>(1 + rng() % 255);
