@@ -8,6 +8,10 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "QELConfiguration.h"
 #include "QELEncoding.h"
 
@@ -45,6 +49,69 @@ struct LineSpecials {
     }
 };
 const LineSpecials lineSpecials;
+
+// The stream buffer's get area, reached through the protected accessors
+// (the standard way for a class derived from std::streambuf to name them).
+struct StreamBufferAccess : std::streambuf {
+    static char* next(std::streambuf* b) { return (b->*&StreamBufferAccess::gptr)(); }
+    static char* end(std::streambuf* b) { return (b->*&StreamBufferAccess::egptr)(); }
+    static void advance(std::streambuf* b, int n) { (b->*&StreamBufferAccess::gbump)(n); }
+};
+
+// The index of the first line feed among the n bytes at p, or n when there
+// is none. Sets nul when a NUL byte comes before that index.
+inline size_t findLineFeed(const char* p, size_t n, bool& nul)
+{
+    size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i feed = _mm_set1_epi8('\n');
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 16 <= n; i += 16) {
+        const __m128i v = _mm_loadu_si128((const __m128i*)(p + i));
+        const unsigned f = (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, feed));
+        const unsigned z = (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero));
+        if (f != 0) {
+            const unsigned k = (unsigned)__builtin_ctz(f);
+            if ((z & ((1u << k) - 1)) != 0)
+                nul = true;
+            return i + k;
+        }
+        if (z != 0)
+            nul = true;
+    }
+#endif
+    for (; i < n; i++) {
+        if (p[i] == '\n')
+            return i;
+        if (p[i] == '\0')
+            nul = true;
+    }
+    return n;
+}
+
+// When the buffer already holds a line feed within the next 1023 characters,
+// consumes that physical line and its line feed, as getline(.., 1024, '\n')
+// would, and returns where the line lies in the buffer, with its length in
+// n. Returns null (consuming nothing) otherwise. Sets nul when the line
+// holds a NUL byte.
+inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul)
+{
+    if (b == NULL)
+        return NULL;
+    const char* next = StreamBufferAccess::next(b);
+    const char* end = StreamBufferAccess::end(b);
+    if (next == NULL || next >= end)
+        return NULL;
+    size_t available = (size_t)(end - next);
+    if (available > 1023)
+        available = 1023;
+    const size_t feed = findLineFeed(next, available, nul);
+    if (feed == available)
+        return NULL;
+    n = feed;
+    StreamBufferAccess::advance(b, (int)n + 1);
+    return next;
+}
 
 // The control character that a backslash and the letter c stand for.
 inline char escapedControl(unsigned char c)
@@ -320,6 +387,7 @@ QELString QELFile::getFullLine(int flags)
     bool complete = false;
     bool skipping = (flags & 0x40) != 0;
     bool emptyChunkDue = false;
+    bool nul = false; // whether the text may hold a NUL byte
     char chunk[1024];
 
     for (;;) {
@@ -327,11 +395,19 @@ QELString QELFile::getFullLine(int flags)
         // of exactly 1023 characters is followed by another, which is empty
         // when the line feed comes right after it.
         size_t n;
+        const char* src = chunk;
         if (emptyChunkDue) {
             emptyChunkDue = false;
             n = 0;
             complete = true;
+        } else if (stream.good() && stream.tie() == NULL &&
+                   (src = bufferedLine(stream.rdbuf(), n, nul)) != NULL) {
+            // The whole physical line, its line feed included, lies in the
+            // stream's buffer: it is taken from there as getline would.
+            complete = true;
         } else {
+            src = chunk;
+            nul = true; // not looked for: the length is counted at the end
             stream.getline(chunk, sizeof chunk, '\n');
             const size_t got = (size_t)stream.gcount();
             if (got == 0) {
@@ -362,9 +438,11 @@ QELString QELFile::getFullLine(int flags)
         // Room for what is there, the chunk and a terminator (and the line
         // feed that a quoted continuation may add).
         if (out == NULL) {
-            result.resize((unsigned)n + 1);
-            out = result.lock();
-            cap = result.alloc;
+            cap = n + 2;
+            out = (char*)malloc(cap);
+            result.p = out; // the string owned nothing: its block, locked
+            result.alloc = (unsigned)cap;
+            result.len = -1;
         } else if (pos + n + 2 > cap) {
             size_t grown = pos + n + 2;
             if (grown < 2 * cap)
@@ -377,25 +455,33 @@ QELString QELFile::getFullLine(int flags)
 
         size_t i = 0;
         if (skipping) {
-            while (i < n && (unsigned char)chunk[i] < 33)
+            while (i < n && (unsigned char)src[i] < 33)
                 i++;
             if (i < n)
                 skipping = false;
         }
+        if (kind == 0 && i < n) {
+            // No character needs a rule: the chunk is one run.
+            memcpy(out + pos, src + i, n - i);
+            pos += n - i;
+            prev = (unsigned char)src[n - 1];
+            run = 0;
+            i = n;
+        }
         while (i < n) {
             size_t j = i;
-            while (j < n && !special[(unsigned char)chunk[j]])
+            while (j < n && !special[(unsigned char)src[j]])
                 j++;
             if (j > i) {
-                memcpy(out + pos, chunk + i, j - i);
+                memcpy(out + pos, src + i, j - i);
                 pos += j - i;
-                prev = (unsigned char)chunk[j - 1];
+                prev = (unsigned char)src[j - 1];
                 run = 0;
                 i = j;
                 if (i == n)
                     break;
             }
-            const unsigned char c = (unsigned char)chunk[i++];
+            const unsigned char c = (unsigned char)src[i++];
             if (c == '"') {
                 run++;
                 if (run == 3 && (flags & 0x08)) {
@@ -467,7 +553,12 @@ QELString QELFile::getFullLine(int flags)
             pos--;
     }
     out[pos] = '\0';
-    result.unlock(false);
+    if (nul) {
+        result.unlock(false); // the length up to the first NUL
+    } else {
+        result.len = (int)pos; // unlocked, with the length already known
+        QEL_ASSERT(QEL_STRING_INVARIANT(&result));
+    }
     return result;
 }
 

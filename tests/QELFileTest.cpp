@@ -435,6 +435,14 @@ TEST_F(QELFileDiskTest, NulBytesEndTheText)
     // The line is read whole; its text ends at the first NUL.
     EXPECT_EQ((Lines{"ab", "xy", ""}), lines(std::string("ab\0cd\nxy\n", 9), 0));
     EXPECT_EQ((Lines{"", "z"}), lines(std::string("\0\nz", 3), 0));
+    // A NUL anywhere in a line, before and after the line feed of the next.
+    for (size_t at = 0; at < 70; at++) {
+        std::string line(70, 'n');
+        line[at] = '\0';
+        std::string next(40, 'm');
+        EXPECT_EQ((Lines{line.substr(0, at), next, ""}), lines(line + "\n" + next + "\n", 0)) << at;
+        EXPECT_EQ((Lines{next, line.substr(0, at), ""}), lines(next + "\n" + line + "\n", 0)) << at;
+    }
 }
 
 TEST_F(QELFileDiskTest, BackslashContinuation0x01)
