@@ -7,4 +7,4 @@ bash scripts/setup.sh
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
 cmake --build build -j"$(nproc)"
 cmake --install build --prefix "$PWD/out/home" > /dev/null
-QEL_CONFIGURATION_PATH="$PWD/out/home/conf/" out/home/bin/qelexample
+out/home/bin/qel-example-strings

@@ -1,2 +1,0 @@
-// qelexample: a short tour of the library (being written).
-int main() { return 0; }

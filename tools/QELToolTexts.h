@@ -1,0 +1,90 @@
+// QELToolTexts: the messages of the command-line tools, translated from
+// QELTools_<locale>.xml in the translations directory (QEL_I18N_LANG).
+#ifndef QELTOOLTEXTS_H
+#define QELTOOLTEXTS_H
+
+#include "QELStd.h"
+#include "QELToolSupport.h"
+
+// Every message once: identifier, English text, level.
+#define QEL_TOOL_TEXTS(X) \
+    X(seeHelp, "Try '{0} --help' for more information.", "INFO") \
+    X(unknownOption, "unknown option '{0}'", "ERROR") \
+    X(missingArgument, "option '{0}' needs a value", "ERROR") \
+    X(unknownCommand, "unknown command '{0}'", "ERROR") \
+    X(fileMissing, "cannot open '{0}': no such file", "ERROR") \
+    X(cannotRead, "cannot read '{0}'", "ERROR") \
+    X(cannotWrite, "cannot write '{0}'", "ERROR") \
+    X(setupFileUnreadable, "'{0}' is not a readable setup file (XML whose root element is Setup)", "ERROR") \
+    X(setupFileUnreadableDefaults, "the setup file '{0}' cannot be read: values come from the environment and the defaults", "WARNING") \
+    X(noSuchElement, "no element '{0}' in '{1}' (elements are never created)", "ERROR") \
+    X(badLevel, "'{0}' is not a log level (0 to 6, or NONE, FATAL, ERROR, WARNING, STATUS, INFO, DEBUG)", "ERROR") \
+    X(noSuchDirectory, "'{0}' is not a directory", "ERROR") \
+    X(cannotRun, "cannot run '{0}'", "ERROR") \
+    X(qelconfigUsage, "usage: qelconfig [--file FILE] [get PATH | set PATH VALUE | merge FROM]", "ERROR") \
+    X(qellogUsage, "usage: qellog [--level LEVEL] [--xml] [FILE...]  or  qellog emit --level LEVEL [--code CODE] MESSAGE", "ERROR") \
+    X(qelrunUsage, "usage: qelrun [--level LEVEL] [--dir DIRECTORY] [--] PROGRAM [ARGUMENT...]", "ERROR") \
+    X(qelconfigHelp, QEL_TOOL_QELCONFIG_HELP, "INFO") \
+    X(qellogHelp, QEL_TOOL_QELLOG_HELP, "INFO") \
+    X(qelrunHelp, QEL_TOOL_QELRUN_HELP, "INFO")
+
+#define QEL_TOOL_QELCONFIG_HELP \
+    "Usage: qelconfig [--file FILE]\n" \
+    "       qelconfig [--file FILE] get PATH\n" \
+    "       qelconfig [--file FILE] set PATH VALUE\n" \
+    "       qelconfig [--file FILE] merge FROM\n" \
+    "Without a command, prints every installation path and setting as the library\n" \
+    "resolves it, with where it came from: environment, setup file or default.\n" \
+    "get prints the value of the element PATH (such as Directory/Home); set changes\n" \
+    "it (an element that does not exist is never created); merge copies the values\n" \
+    "of the setup file FROM for every element both files have.\n" \
+    "  --file FILE  the setup file to use (default: the one the library reads)\n" \
+    "  --help       this text\n" \
+    "Exit status: 0 success, 1 a file or element problem, 2 bad usage."
+
+#define QEL_TOOL_QELLOG_HELP \
+    "Usage: qellog [--level LEVEL] [--xml] [FILE...]\n" \
+    "       qellog emit --level LEVEL [--code CODE] MESSAGE\n" \
+    "Reads streams of framed XML log records and plain lines (the FILEs, or\n" \
+    "standard input for none or -) and prints their events as text, or as framed\n" \
+    "XML with --xml, keeping those at LEVEL or more severe. Plain lines are\n" \
+    "events of level 0 (NONE).\n" \
+    "emit writes one framed record to standard error, as a child process of the\n" \
+    "product logs to its parent; it is kept when QEL_LOG_LEVEL allows it.\n" \
+    "  --level LEVEL  0 to 6, or NONE, FATAL, ERROR, WARNING, STATUS, INFO, DEBUG\n" \
+    "  --code CODE    the event's code (emit)\n" \
+    "  --xml          print re-framed XML records instead of text\n" \
+    "  --help         this text\n" \
+    "Exit status: 0 success, 1 a file problem, 2 bad usage."
+
+#define QEL_TOOL_QELRUN_HELP \
+    "Usage: qelrun [--level LEVEL] [--dir DIRECTORY] [--] PROGRAM [ARGUMENT...]\n" \
+    "Runs PROGRAM (looked up along PATH when it has no slash), feeds it this\n" \
+    "standard input (none from a terminal), prints its standard output, and\n" \
+    "replays the log events of its standard error on standard error as a text\n" \
+    "log kept at LEVEL (default: the configured log level).\n" \
+    "  --level LEVEL    0 to 6, or NONE, FATAL, ERROR, WARNING, STATUS, INFO, DEBUG\n" \
+    "  --dir DIRECTORY  the child's working directory\n" \
+    "  --help           this text\n" \
+    "Exit status: the program's exit code, 128 + the signal that ended it,\n" \
+    "1 when it cannot be run, 2 bad usage."
+
+// The collection "QELTools". Lives for the whole program (texts()).
+class QELToolTexts : public QELTextLiteralsCollection {
+public:
+#define QEL_TOOL_TEXT_MEMBER(name, text, level) QELMessageLiteral name;
+    QEL_TOOL_TEXTS(QEL_TOOL_TEXT_MEMBER)
+#undef QEL_TOOL_TEXT_MEMBER
+
+    // The process's one collection, made and translated on first use.
+    static QELToolTexts& texts();
+
+    QELString getCollectionName() override;
+    QELTextLiteral** getTextLiterals() override;
+
+private:
+    QELToolTexts();
+    QELTextLiteral* literals[32];
+};
+
+#endif
