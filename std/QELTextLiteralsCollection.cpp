@@ -41,12 +41,28 @@ static bool fileExists(const QELString& fileName)
     return stat(fileName.p, &status) == 0;
 }
 
-// The companion library stays loaded once opened.
+// The companion library, looked up by name (LD_LIBRARY_PATH, then this
+// library's RUNPATH $ORIGIN, then the system). When a dlopen interceptor
+// (a sanitizer runtime) hides this library as the caller, its RUNPATH is not
+// searched, so the file beside this library is tried explicitly as well.
+// The library stays loaded once opened.
 static void* translationLoaderLibrary()
 {
     static void* library = NULL;
-    if (library == NULL)
-        library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
+    if (library != NULL)
+        return library;
+    library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
+    if (library == NULL) {
+        Dl_info self;
+        if (dladdr((void*)&translationLoaderLibrary, &self) != 0 && self.dli_fname != NULL) {
+            const char* slash = strrchr(self.dli_fname, '/');
+            if (slash != NULL) {
+                QELString beside(self.dli_fname, (int)(slash - self.dli_fname) + 1);
+                beside.append("libQELI18n.so");
+                library = dlopen(beside.p, RTLD_LAZY | RTLD_GLOBAL);
+            }
+        }
+    }
     return library;
 }
 
