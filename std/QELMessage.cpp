@@ -1,1 +1,42 @@
-// QELMessage: (being written)
+// QELMessage: message templates and the counting of their markers.
+#include "QELMessage.h"
+
+QELMessage::QELMessage()
+    : QELString(), argumentCount(-1)
+{
+}
+
+QELMessage::QELMessage(const char* text)
+    : QELString(text), argumentCount(-1)
+{
+    argumentCount = countArguments(text);
+}
+
+void QELMessage::operator=(const char* text)
+{
+    int n = countArguments(text);
+    if (argumentCount == -1 || argumentCount == n) {
+        QELString source;
+        source.wrap(text);  // copied by the assignment, never owned
+        QELString::operator=(source);
+    }
+}
+
+int QELMessage::countArguments(const char* text)
+{
+    int count = 0;
+    if (text == NULL)
+        return 0;
+    for (const char* p = text; *p != '\0'; p++) {
+        if (*p == '%') {
+            // "%s" is one argument; "%%" is skipped (p++) and counted too.
+            QEL_ASSERT((*(p+1)=='s') || (*(p+1)=='%' && p++));
+#ifdef NDEBUG
+            if (*(p + 1) == '%')  // the skip the assertion would have made
+                p++;
+#endif
+            count++;
+        }
+    }
+    return count;
+}
