@@ -4,6 +4,9 @@
 
 #include <cstring>
 #include <iostream>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "QELAssert.h"
 #include "QELConfiguration.h"
@@ -15,9 +18,8 @@ const QELString QEL_LOG_EVENT_HEADER_END(" -->");
 
 namespace {
 
-// Bytes that each input byte takes in escapeXMLString's output once at least
-// one entity is needed: 6, 5, 4 for the entities, 4 or 5 for "&#9;",
-// "&#10;", "&#13;", 0 for the other control characters (dropped), 1 else.
+// Bytes each input byte takes in escapeXMLString's output when an entity is
+// needed: the entity's length, 0 for other control characters, 1 else.
 struct XmlEscapeTable {
     unsigned char width[256];
     XmlEscapeTable()
@@ -35,20 +37,26 @@ struct XmlEscapeTable {
 };
 const XmlEscapeTable xmlEscape;
 
+// Whether any of n bytes needs an entity (defined after the formatters).
+inline bool xmlScan(const char* s, size_t n, bool& nul);
+
 // Length of escapeXMLString(s) for the n bytes at s, computed without
 // building it. `special` tells whether any byte needs an entity (when none
-// does, the text is copied unchanged, control characters included).
-inline size_t xmlEscapedLength(const char* s, size_t n, bool& special)
+// does, the text is copied unchanged, control characters included); nul is
+// set when a NUL byte is copied.
+inline size_t xmlEscapedLength(const char* s, size_t n, bool& special, bool& nul)
 {
-    const unsigned char* u = (const unsigned char*)s;
-    size_t total = 0, entities = 0;
-    for (size_t i = 0; i < n; i++) {
-        unsigned w = xmlEscape.width[u[i]];
-        total += w;
-        entities += w > 1;
+    bool zero = false;
+    special = xmlScan(s, n, zero);
+    if (!special) {
+        nul = nul || zero;
+        return n;
     }
-    special = entities != 0;
-    return special ? total : n;
+    const unsigned char* u = (const unsigned char*)s;
+    size_t total = 0;
+    for (size_t i = 0; i < n; i++)
+        total += xmlEscape.width[u[i]];
+    return total;
 }
 
 // Writes the bytes escapeXMLString would make of the n bytes at s; returns
@@ -101,12 +109,8 @@ size_t xmlTimestampInto(char* out, const QELDate& d)
     q = twoDigits(q, (unsigned)d.year / 100);
     q = twoDigits(q, (unsigned)d.year % 100);
     *q++ = '-';
-    if (d.month < 10) {
-        *q++ = ' ';
-        *q++ = (char)('0' + d.month);
-    } else {
-        q = twoDigits(q, d.month);
-    }
+    *q++ = d.month < 10 ? ' ' : (char)('0' + d.month / 10);
+    *q++ = (char)('0' + d.month % 10);
     *q++ = '-';
     q = twoDigits(q, d.day);
     *q++ = 'T';
@@ -123,10 +127,6 @@ size_t xmlTimestampInto(char* out, const QELDate& d)
 inline char* put(char* out, const char* s, size_t n) { memcpy(out, s, n); return out + n; }
 
 } // namespace
-
-QELLogEventFormatter::~QELLogEventFormatter()
-{
-}
 
 // Text form. The level is checked here; the record is sized once.
 QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
@@ -167,17 +167,17 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
     const char* typeName = MESSAGE_XML_TYPES[event.type];
     const size_t typeLen = strlen(typeName);
     const size_t codeLen = (size_t)event.code.len;
+    bool nul = codeLen != 0 && memchr(event.code.p, 0, codeLen) != NULL;
     char stamp[48];
     const size_t stampLen = xmlTimestampInto(stamp, event.timestamp);
-    // The stack trace and the message are escaped as escapeXMLString does;
-    // the code is written as it stands.
+    // Stack trace and message are escaped as escapeXMLString does; code is not.
     bool traceSpecial = false, messageSpecial = false;
     const size_t traceLen = (size_t)event.stackTrace.len;
     const size_t traceOut = traceLen == 0 ? 0 :
-        xmlEscapedLength(event.stackTrace.p, traceLen, traceSpecial);
+        xmlEscapedLength(event.stackTrace.p, traceLen, traceSpecial, nul);
     const size_t messageLen = (size_t)event.message.len;
     const size_t messageOut =
-        xmlEscapedLength(event.message.p, messageLen, messageSpecial);
+        xmlEscapedLength(event.message.p, messageLen, messageSpecial, nul);
 
     // The record: type, optional code, timestamp, optional stack trace,
     // then the message; each attribute value is closed by a double quote.
@@ -230,8 +230,53 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
     q = xmlEscapeInto(q, event.message.p, messageLen, messageSpecial);
     q = put(q, messageClose, sizeof messageClose - 1);
     *q = '\0';
-    result.unlock(false);
+    if (nul) {
+        result.unlock(false); // the text ends at the first NUL
+    } else {
+        result.len = (int)total; // unlocked, with the length already known
+        QEL_ASSERT(QEL_STRING_INVARIANT(&result));
+    }
     return result;
+}
+
+namespace {
+
+// Whether any of the n bytes at s needs an entity; sets nul when one of
+// them is a NUL byte. Sixteen bytes at a time where the processor allows.
+inline bool xmlScan(const char* s, size_t n, bool& nul)
+{
+    const unsigned char* u = (const unsigned char*)s;
+    unsigned special = 0, zero = 0;
+    size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i quote = _mm_set1_epi8('"'), amp = _mm_set1_epi8('&');
+    const __m128i lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>');
+    const __m128i tab = _mm_set1_epi8(9), lf = _mm_set1_epi8(10);
+    const __m128i cr = _mm_set1_epi8(13), nil = _mm_setzero_si128();
+    for (; i + 16 <= n; i += 16) {
+        const __m128i v = _mm_loadu_si128((const __m128i*)(u + i));
+        const __m128i m = _mm_or_si128(
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, quote), _mm_cmpeq_epi8(v, amp)),
+                         _mm_or_si128(_mm_cmpeq_epi8(v, lt), _mm_cmpeq_epi8(v, gt))),
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, tab), _mm_cmpeq_epi8(v, lf)),
+                         _mm_cmpeq_epi8(v, cr)));
+        special |= (unsigned)_mm_movemask_epi8(m);
+        zero |= (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, nil));
+    }
+#endif
+    for (; i < n; i++) {
+        special |= xmlEscape.width[u[i]] > 1;
+        zero |= u[i] == 0;
+    }
+    if (zero != 0)
+        nul = true;
+    return special != 0;
+}
+
+} // namespace
+
+QELLogEventFormatter::~QELLogEventFormatter()
+{
 }
 
 QELLogEventPrinter::~QELLogEventPrinter()

@@ -243,7 +243,7 @@ TEST(QELLogTest, XmlRecordOfSimpleEvent)
         expected += ' ';
     expected += std::string(" -->") + record;
     EXPECT_EQ(expected, str(formatter.formatEvent(event("disk full", 2))));
-    EXPECT_EQ("<!-- QELLog size=77       --><Message type=\"ERROR\" timestamp=\"2006- 3-05T14:07:09Z\">disk full</Message>\n",
+    EXPECT_EQ("<!-- QELLog size=75       --><Message type=\"ERROR\" timestamp=\"2006- 3-05T14:07:09Z\">disk full</Message>\n",
               str(formatter.formatEvent(event("disk full", 2))));
 }
 
