@@ -3,10 +3,13 @@
 // reports, and a randomised differential test against std::vector<char>.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "QELBlob.h"
@@ -42,6 +45,18 @@ unsigned int modelHash(const std::vector<char>& v)
 } // namespace
 
 // --- Construction ---
+
+TEST(QELBlobTest, FieldsAreInDocumentedOrderAndWidth)
+{
+    static_assert(std::is_same<decltype(QELGBlob::p), char*>::value, "");
+    static_assert(std::is_same<decltype(QELGBlob::size), unsigned int>::value, "");
+    static_assert(std::is_same<decltype(QELGBlob::isWrap), bool>::value, "");
+    static_assert(sizeof(QELBlob) == sizeof(QELGBlob) && sizeof(QELTBlob) == sizeof(QELGBlob),
+                  "the derived blobs add no fields");
+    EXPECT_EQ(sizeof(QELGBlob::size), 4u);
+    EXPECT_LT(offsetof(QELGBlob, p), offsetof(QELGBlob, size));
+    EXPECT_LT(offsetof(QELGBlob, size), offsetof(QELGBlob, isWrap));
+}
 
 TEST(QELBlobTest, ConstructorsFromNothingGiveTheCanonicalEmptyBlob)
 {
@@ -270,7 +285,6 @@ TEST(QELBlobTest, ThreeBlobChainUsesOneBufferThroughout)
 {
     QELBlob a("ab"), b("cd"), c("ef");
     QELTBlob ab = a + b;
-    char* first = ab.p;
     EXPECT_FALSE(ab.isWrap);
     EXPECT_EQ(ab.size, 4u);
     QELTBlob abc = ab + c; // appends into ab, then takes its (enlarged) buffer
@@ -281,7 +295,6 @@ TEST(QELBlobTest, ThreeBlobChainUsesOneBufferThroughout)
     EXPECT_EQ(y.p, abc.p);
     EXPECT_TRUE(abc.isWrap);
     EXPECT_EQ(bytes(y), "abcdef");
-    (void)first;
 
     QELBlob z;
     z = a + b + c;
