@@ -687,7 +687,13 @@ std::string randomContent(std::mt19937& rng)
     std::string s;
     const int pieces = 1 + (int)(rng() % 60);
     for (int p = 0; p < pieces; p++) {
-        switch (rng() % 8) {
+        switch (rng() % 10) {
+        case 8:
+        case 9: // a short line of a few interesting characters
+            for (int i = (int)(rng() % 5); i > 0; i--)
+                s += interesting[rng() % (sizeof interesting - 1)];
+            s += rng() % 4 ? "\n" : "\r\n";
+            break;
         case 0: { // a long run, near a multiple of 1023
             size_t n = 1023 * (1 + rng() % 3) - 3 + rng() % 7;
             char c = (char)('A' + rng() % 26);
@@ -714,7 +720,7 @@ TEST_F(QELFileDiskTest, RandomFilesMatchModel)
 {
     std::mt19937 rng(5200);
     int compared = 0;
-    for (int round = 0; round < 600; round++) {
+    for (int round = 0; round < 1500; round++) {
         std::string content = randomContent(rng);
         const int fixedFlags = (int)(rng() % 128);
         const bool mixFlags = rng() % 4 == 0;
