@@ -347,7 +347,8 @@ TEST(QELParameterizedTextLiteralTest, CopiesOwnTheirTokens)
     c = a;
     EXPECT_EQ(str(c.id), "a");
     EXPECT_EQ(pieces(c), pieces(a));
-    c = c;
+    QELParameterizedTextLiteral& self = c;
+    c = self; // assignment to itself keeps everything
     EXPECT_EQ(pieces(c), pieces(a));
     a.update("{1}", nullptr);
     EXPECT_EQ(pieces(b), (std::vector<std::string>{"x", "y"}));
@@ -472,7 +473,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, PrepareWithoutPlaceholderStops)
 {
     QELParameterizedTextLiteral l("x", "x{5");
     EXPECT_DEATH(l.prapareForParameters(),
-                 "QELTextLiteral.*void\\* QELParameterizedTextLiteral::prapareForParameters\\(\\) const.*"
+                 "QELTextLiteral.*void ?\\* ?QELParameterizedTextLiteral::prapareForParameters\\(\\) const.*"
                  "parameterCount > 0");
 }
 
@@ -480,7 +481,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, FillWithoutPlaceholderStops)
 {
     QELParameterizedTextLiteral l("x", "plain");
     EXPECT_DEATH(l.createParametrizedText(nullptr),
-                 "QELString QELParameterizedTextLiteral::createParametrizedText\\(void\\*\\) const.*"
+                 "QELString QELParameterizedTextLiteral::createParametrizedText\\(void ?\\*\\) const.*"
                  "parameterCount > 0");
 }
 
@@ -498,7 +499,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, MissingTextTokensStop)
             l.parameterCount = 1;
             l.createParametrizedText(nullptr);
         },
-        "createParametrizedText\\(void\\*\\) const.*preprocessedTextTokens != __null");
+        "createParametrizedText\\(void ?\\*\\) const.*preprocessedTextTokens != __null");
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, MissingSequenceTokensStop)
@@ -515,7 +516,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, MissingSequenceTokensStop)
             l.preprocessedParameterSequenceTokens = nullptr;
             l.createParametrizedText(nullptr);
         },
-        "createParametrizedText\\(void\\*\\) const.*preprocessedParameterSequenceTokens != __null");
+        "createParametrizedText\\(void ?\\*\\) const.*preprocessedParameterSequenceTokens != __null");
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, NegativeParameterNumberStops)
@@ -523,7 +524,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, NegativeParameterNumberStops)
     QELParameterizedTextLiteral l("x", "{2147483648}x");
     ASSERT_EQ(l.maxParameterNumber, -1);
     EXPECT_DEATH(l.createParametrizedText(l.prapareForParameters()),
-                 "createParametrizedText\\(void\\*\\) const.*"
+                 "createParametrizedText\\(void ?\\*\\) const.*"
                  "preprocessedParameterSequenceTokens\\[i\\] >= 0");
 }
 
@@ -535,7 +536,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, ParameterNumberAboveMaximumStops)
             l.maxParameterNumber = 0;
             l.createParametrizedText(l.prapareForParameters());
         },
-        "createParametrizedText\\(void\\*\\) const.*"
+        "createParametrizedText\\(void ?\\*\\) const.*"
         "preprocessedParameterSequenceTokens\\[i\\] <= maxParameterNumber");
 }
 
@@ -547,7 +548,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, BrokenInvariantStopsUpdate)
             l.parameterCount = 3;
             l.update("new", nullptr);
         },
-        "virtual void QELParameterizedTextLiteral::update\\(const QELString&, const QELDOMElement\\*\\).*"
+        "virtual void QELParameterizedTextLiteral::update\\(const QELString ?&, const QELDOMElement ?\\*\\).*"
         "\\(\\(this\\)->parameterCount==0\\)");
 }
 

@@ -766,7 +766,9 @@ TEST(QELTextLiteralsCollectionLibraryTest, MissingCompanionLibraryStopsWithAsser
     SCOPED_TRACE(output);
     ASSERT_TRUE(WIFEXITED(status) || WIFSIGNALED(status));
     EXPECT_FALSE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    EXPECT_NE(output.find("void QELTextLiteralsCollection::loadTranslation(const QELString&)"), std::string::npos);
+    // g++ and clang++ space the signature differently.
+    EXPECT_TRUE(output.find("void QELTextLiteralsCollection::loadTranslation(const QELString&)") != std::string::npos ||
+                output.find("void QELTextLiteralsCollection::loadTranslation(const QELString &)") != std::string::npos);
     EXPECT_NE(output.find("Assertion `0' failed"), std::string::npos);
     EXPECT_EQ(output.find("child title="), std::string::npos);
 }
