@@ -104,6 +104,9 @@ public:
 
     // Appends n bytes from data; nothing for null data or n <= 0.
     void add(void* data, int n);
+    // The same for a char buffer (which would otherwise be ambiguous with
+    // the variadic string form).
+    void add(char* data, int n) { add(static_cast<void*>(data), n); }
 };
 
 // The temporary blob that every blob-producing operation returns. Copying

@@ -30,6 +30,9 @@ QELEncodingConverter::~QELEncodingConverter()
 {
     if (converter != NULL)
         ucnv_close(converter);
+    // A library-wide converter used after its destruction at exit then
+    // passes text through instead of touching a closed converter.
+    converter = NULL;
 }
 
 QELString& QELEncodingConverter::getEncodingName()

@@ -473,7 +473,10 @@ TEST(QELBlobTest, AppendsTable)
     EXPECT_EQ(bytes(b), std::string("abcdabcdx\0y", 11));
     b.add(static_cast<void*>(NULL), 3);
     b.add(static_cast<void*>(raw), 0);
+    b.add(raw, -2);
     EXPECT_EQ(b.size, 11u);
+    b.add(raw, 1); // a char buffer goes to the same byte append
+    EXPECT_EQ(bytes(b), std::string("abcdabcdx\0yx", 12));
     EXPECT_FALSE(b.isWrap);
 }
 
