@@ -104,6 +104,10 @@ bool QELSetup::read()
     struct stat st;
     if (stat(fileName.p, &st) != 0)
         return false;
+    // A directory would fail to parse anyway; the parser leaks a little
+    // when it tries, so it is refused here.
+    if (S_ISDIR(st.st_mode))
+        return false;
     try {
         XMLPlatformUtils::Initialize();
     } catch (...) {
