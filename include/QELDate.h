@@ -69,10 +69,11 @@ public:
     void getDate(TIMESTAMP_STRUCT* ts) const;
     void getDate(DATE_STRUCT* d) const;
     void getDate(TIME_STRUCT* t) const;
-    // The fields as a TIMESTAMP_STRUCT; null when all seven fields are 0.
-    const TIMESTAMP_STRUCT* getDate() const;
+    // The fields as a TIMESTAMP_STRUCT (a view of this date, for binding to
+    // ODBC calls); null when all seven fields are 0.
+    TIMESTAMP_STRUCT* getDate() const;
     // hour, minute and second as a TIME_STRUCT; null when all three are 0.
-    const TIME_STRUCT* getTime() const;
+    TIME_STRUCT* getTime() const;
 
     // Seconds since 1970 through QELmktime_i (local 0); -1 for a null date.
     operator long() const;

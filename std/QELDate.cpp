@@ -256,18 +256,18 @@ void QELDate::getDate(TIME_STRUCT* t) const
     t->second = second;
 }
 
-const TIMESTAMP_STRUCT* QELDate::getDate() const
+TIMESTAMP_STRUCT* QELDate::getDate() const
 {
     if (year == 0 && month == 0 && day == 0 && hour == 0 && minute == 0 && second == 0 && fraction == 0)
         return nullptr;
-    return reinterpret_cast<const TIMESTAMP_STRUCT*>(&year);
+    return reinterpret_cast<TIMESTAMP_STRUCT*>(const_cast<int16_t*>(&year));
 }
 
-const TIME_STRUCT* QELDate::getTime() const
+TIME_STRUCT* QELDate::getTime() const
 {
     if (hour == 0 && minute == 0 && second == 0)
         return nullptr;
-    return reinterpret_cast<const TIME_STRUCT*>(&hour);
+    return reinterpret_cast<TIME_STRUCT*>(const_cast<uint16_t*>(&hour));
 }
 
 // --- Text forms: no system calls. ---

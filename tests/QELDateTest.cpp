@@ -174,6 +174,11 @@ TEST_F(QELDateTest, FieldsHaveTheTimestampStructLayout)
     EXPECT_EQ(t->hour, 14);
     EXPECT_EQ(t->minute, 7);
     EXPECT_EQ(t->second, 9);
+    // The views write through to the date, as an ODBC fetch into them does.
+    d.getDate()->day = 6;
+    d.getTime()->minute = 8;
+    EXPECT_EQ(d.day, 6);
+    EXPECT_EQ(d.minute, 8);
 }
 
 // --- Construction from structures ---
