@@ -184,22 +184,24 @@ QELString QELParameterizedTextLiteral::createParametrizedText(void* values) cons
     }
     QELString result;
     result.resize(total);
-
+    char* out = result.lock();
     for (int i = 0; i < parameterCount; ++i) {
         const QELString& piece = preprocessedTextTokens[i];
-        if (piece.len > 0)
-            result.append(piece.p, piece.len);
+        memcpy(out, piece.p, (size_t)piece.len);
+        out += piece.len;
         QEL_ASSERT(preprocessedParameterSequenceTokens[i] >= 0);
         QEL_ASSERT(preprocessedParameterSequenceTokens[i] <= maxParameterNumber);
-        if (parameters != NULL) {
-            const QELString& value = parameters[preprocessedParameterSequenceTokens[i]];
-            if (value.len > 0)
-                result.append(value.p, value.len);
+        const int32_t n = preprocessedParameterSequenceTokens[i];
+        if (parameters != NULL && n >= 0 && n <= maxParameterNumber) { // sized so above
+            const QELString& value = parameters[n];
+            memcpy(out, value.p, (size_t)value.len);
+            out += value.len;
         }
     }
     const QELString& last = preprocessedTextTokens[parameterCount];
-    if (last.len > 0)
-        result.append(last.p, last.len);
+    memcpy(out, last.p, (size_t)last.len);
+    out[last.len] = '\0';
+    result.unlock(true);
 
     delete[] parameters;
     return result;
