@@ -110,9 +110,32 @@ const char* const kVectorInvariant =
     "( ( ((this)->size==0) && ( ((this)->array_size>0) || ( ((this)->array_size<=0) && ((this)->array==__null) ) ) ) "
     "|| ( ((this)->size>0) && ((this)->size<=(this)->array_size) && ((this)->array!=__null) ) )";
 
+// A signature as g++ prints it ("QELContainerItem* f(const QELVector&)"),
+// escaped; clang writes "QELContainerItem *f(const QELVector &)" instead,
+// so under clang the space around '*' and '&' is optional.
+std::string signatureRegex(const std::string& signature)
+{
+#ifdef __clang__
+    std::string out;
+    for (char c : signature) {
+        if (c == '*')
+            out += " ?\\* ?";
+        else if (c == '&')
+            out += " ?& ?";
+        else if (c == ' ')
+            out += " ?";
+        else
+            out += esc(std::string(1, c));
+    }
+    return out;
+#else
+    return esc(signature);
+#endif
+}
+
 std::string report(const std::string& signature, const std::string& expression)
 {
-    return esc("QELVector.cpp") + ".*" + esc(signature) + ".*" + esc(expression);
+    return esc("QELVector.cpp") + ".*" + signatureRegex(signature) + ".*" + esc(expression);
 }
 
 } // namespace
