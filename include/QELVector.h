@@ -111,12 +111,6 @@ public:
     void resize(int n);
     // Reallocates to exactly size slots; a deferred capacity is kept.
     void shrink();
-
-protected:
-    // Makes room for one more item (A + A/8 + 3 slots, or the deferred -A).
-    void grow();
-    // Applies the shrink rule after size has been decreased.
-    void shrinkAfterRemoval();
 };
 
 // A vector that keeps the order of its items on removal and can insert in

@@ -28,6 +28,32 @@ inline int findPointer(const QELContainerItem* const* a, int n, const QELContain
     return -1;
 }
 
+// Makes room for one more item: A + A/8 + 3 slots from A >= 0, or exactly
+// the deferred capacity -A. Inlined into the hot insertions.
+inline void growVector(QELVector* v)
+{
+    int a = v->array_size;
+    v->array_size = a >= 0 ? a + (a >> 3) + 3 : -a;
+    v->array = static_cast<const QELContainerItem**>(realloc(v->array, v->array_size * sizeof(const QELContainerItem*)));
+}
+
+// The shrink rule, after size has been decreased: no item left releases the
+// array; else below three quarters of array_size the array shrinks to that.
+inline void shrinkVectorAfterRemoval(QELVector* v)
+{
+    if (v->size == 0) {
+        v->array_size = 0;
+        free(v->array);
+        v->array = NULL;
+        return;
+    }
+    int t = (v->array_size * 3) / 4;
+    if (v->size < t) {
+        v->array_size = t;
+        v->array = static_cast<const QELContainerItem**>(realloc(v->array, t * sizeof(const QELContainerItem*)));
+    }
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -63,28 +89,6 @@ QELVector::~QELVector()
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (array_size > 0)
         free(array);
-}
-
-void QELVector::grow()
-{
-    int a = array_size;
-    array_size = a >= 0 ? a + (a >> 3) + 3 : -a;
-    array = static_cast<const QELContainerItem**>(realloc(array, array_size * sizeof(const QELContainerItem*)));
-}
-
-void QELVector::shrinkAfterRemoval()
-{
-    if (size == 0) {
-        array_size = 0;
-        free(array);
-        array = NULL;
-        return;
-    }
-    int t = (array_size * 3) / 4;
-    if (size < t) {
-        array_size = t;
-        array = static_cast<const QELContainerItem**>(realloc(array, t * sizeof(const QELContainerItem*)));
-    }
 }
 
 QELBoolean QELVector::empty()
@@ -229,7 +233,7 @@ int QELVector::addElement(const QELContainerItem* item, bool unique)
         }
     }
     if (size >= array_size)
-        grow();
+        growVector(this);
     int index = size;
     array[index] = item;
     ++size;
@@ -324,7 +328,7 @@ QELContainerItem* QELVector::removeElement(int index)
     --size;
     if (size > 0)
         array[index] = array[size];
-    shrinkAfterRemoval();
+    shrinkVectorAfterRemoval(this);
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return item;
 }
@@ -585,7 +589,7 @@ QELBoolean QELOrderedVector::insertElement(const QELContainerItem* item, int pos
     if (pos < 0 || pos >= size)
         return false;
     if (size >= array_size)
-        grow();
+        growVector(this);
     memmove(array + pos + 1, array + pos, (size - pos) * sizeof(const QELContainerItem*));
     array[pos] = item;
     ++size;
@@ -602,7 +606,7 @@ QELContainerItem* QELOrderedVector::remove(int i)
     --size;
     if (size > 0)
         memmove(array + i, array + i + 1, (size - i) * sizeof(const QELContainerItem*));
-    shrinkAfterRemoval();
+    shrinkVectorAfterRemoval(this);
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return item;
 }
