@@ -319,11 +319,12 @@ QELString& QELString::append(char c)
     return *this;
 }
 
-// A NUL or a count below 1 changes nothing.
+// A NUL or a negative count changes nothing. A count of 0 still gives an
+// unowned string its own block, as any growth check that fires does.
 QELString& QELString::append(char c, int count)
 {
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
-    if (c != '\0' && count > 0) {
+    if (c != '\0' && count >= 0) {
         unsigned int uc = static_cast<unsigned int>(count);
         if (alloc <= static_cast<unsigned int>(len) + uc)
             qelGrow(*this, static_cast<unsigned int>(len) + uc + 1);

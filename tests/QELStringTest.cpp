@@ -490,6 +490,18 @@ TEST(QELStringTest, AppendCharacters)
     EXPECT_EQ(s.alloc, 10u);
     s.append('f', 0);
     EXPECT_STRING(s, "abcccdeee");
+    EXPECT_EQ(s.alloc, 10u);
+    s.append('f', -3);
+    EXPECT_STRING(s, "abcccdeee");
+
+    // A count of 0 on an unowned buffer still makes the private copy.
+    char literal[] = "lit";
+    QELString w;
+    w.wrap(literal);
+    w.append('x', 0);
+    EXPECT_STRING(w, "lit");
+    EXPECT_NE(w.p, literal);
+    EXPECT_EQ(w.alloc, 4u);
 }
 
 TEST(QELStringTest, AddStringListResizesOnce)
@@ -1266,7 +1278,7 @@ public:
             char c = pick(4) == 0 ? '\0' : static_cast<char>('a' + pick(26));
             unsigned int count = pick(6);
             s.append(c, static_cast<int>(count));
-            if (c != '\0' && count > 0) {
+            if (c != '\0') {
                 if (m.alloc <= len + count)
                     m.alloc = len + count + 1;
                 m.text += std::string(count, c);
