@@ -1614,6 +1614,13 @@ TEST(QELVectorDeathTest, IteratorOffItsVectorReportsTheMovement)
     EXPECT_DEATH(
         {
             QELVector v;
+            v.size = 2; // items without an array
+            QELVector::Iterator it(v, true);
+        },
+        report("QELVector::Iterator::Iterator(const QELVector&, bool)", iteratorInvariant));
+    EXPECT_DEATH(
+        {
+            QELVector v;
             fill(v, {1, 2});
             QELVector::Iterator it(v, true);
             it.position = -3;
