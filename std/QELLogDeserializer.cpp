@@ -86,6 +86,26 @@ static const char* findLineEnd(const char* p, const char* end)
     return cr != NULL ? cr : lf;
 }
 
+// Opens the companion library: by its name first (LD_LIBRARY_PATH, then this
+// library's RUNPATH $ORIGIN), then by the path beside this library's own
+// file, for loaders that do not apply this library's RUNPATH to the call
+// (an interposed dlopen, as under AddressSanitizer, searches as its own).
+static void* openCompanionLibrary()
+{
+    void* library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
+    if (library != NULL)
+        return library;
+    Dl_info self;
+    if (dladdr(reinterpret_cast<void*>(&openCompanionLibrary), &self) == 0 || self.dli_fname == NULL)
+        return NULL;
+    const char* slash = strrchr(self.dli_fname, '/');
+    if (slash == NULL)
+        return NULL;
+    QELString path(self.dli_fname, static_cast<int>(slash - self.dli_fname) + 1);
+    path.append("libQELI18n.so");
+    return dlopen(path.p, RTLD_LAZY | RTLD_GLOBAL);
+}
+
 QELLogDeserializer::QELLogDeserializer(QELLog* log)
     : buffer(), state(1), recordSize(0), log(log), parser(NULL), parserLog(), record(emptyString),
       parserEvent(NULL), scanned(0), lineEndTail(0)
@@ -108,9 +128,9 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
                                                    unsigned int length)
 {
     if (createLogEventParser == NULL) {
-        // First record of the process: load the companion library beside
-        // this one (found through this library's RUNPATH $ORIGIN).
-        void* library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
+        // First record of the process: load the companion library, which
+        // lies beside this one.
+        void* library = openCompanionLibrary();
         if (library == NULL) {
             QEL_ASSERT(0);
             return 0;

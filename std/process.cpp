@@ -233,6 +233,8 @@ bool exec(QELString command, int argc, QELString* argv, int* status, QELString i
     // Everything the child needs is made before the fork: after it, in a
     // process that may have other threads, the child may only make
     // async-signal-safe calls.
+    if (argc < 0 || argv == NULL)
+        argc = 0;
     char** vector = static_cast<char**>(malloc((argc + 2) * sizeof(char*)));
     vector[0] = command.p;
     for (int i = 0; i < argc; i++)
