@@ -32,23 +32,23 @@ const int NO_CHAR = -1;
 // (0x01, 0x10, 0x20); bit 2: the escape letters matter (0x20). Every other
 // byte is copied in runs.
 struct LineSpecials {
-    unsigned char table[8][256];
-    LineSpecials()
+    unsigned char table[8][256] = {};
+    constexpr LineSpecials()
     {
-        memset(table, 0, sizeof table);
         for (int k = 0; k < 8; k++) {
             if (k & 1)
                 table[k][(unsigned char)'"'] = 1;
             if (k & 2)
                 table[k][(unsigned char)'\\'] = 1;
             if (k & 4) {
-                for (const char* l = "abfnrtv"; *l; l++)
-                    table[k][(unsigned char)*l] = 1;
+                const char letters[] = "abfnrtv";
+                for (int l = 0; letters[l] != '\0'; l++)
+                    table[k][(unsigned char)letters[l]] = 1;
             }
         }
     }
 };
-const LineSpecials lineSpecials;
+constexpr LineSpecials lineSpecials; // built at compile time
 
 // The stream buffer's get area, reached through the protected accessors
 // (the standard way for a class derived from std::streambuf to name them).

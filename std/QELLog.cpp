@@ -21,8 +21,8 @@ namespace {
 // Bytes each input byte takes in escapeXMLString's output when an entity is
 // needed: the entity's length, 0 for other control characters, 1 else.
 struct XmlEscapeTable {
-    unsigned char width[256];
-    XmlEscapeTable()
+    unsigned char width[256] = {};
+    constexpr XmlEscapeTable()
     {
         for (int c = 0; c < 256; c++)
             width[c] = c < 32 ? 0 : 1;
@@ -35,7 +35,7 @@ struct XmlEscapeTable {
         width[13] = 5;
     }
 };
-const XmlEscapeTable xmlEscape;
+constexpr XmlEscapeTable xmlEscape; // built at compile time
 
 // Whether any of n bytes needs an entity (defined after the formatters).
 inline bool xmlScan(const char* s, size_t n, bool& nul);

@@ -172,7 +172,8 @@ TEST(QELFileTest, CopiesTakeThePathAsItStands)
     target = relative;
     EXPECT_EQ("rel/name", str(target.getPath()));
     EXPECT_EQ("UTF-8", str(target.getDataEncoding())); // keeps its converter
-    target = target;
+    QELFile& alias = target;
+    target = alias; // self-assignment
     EXPECT_EQ("rel/name", str(target.getPath()));
 
     QELFile withConverter(QELString("/c"));

@@ -480,6 +480,8 @@ TEST(QELLogTest, RandomEventsMatchReferenceFormat)
     }
 }
 
+// The reports name the operation as g++ prints it; clang puts a blank
+// before the "&", which the patterns allow.
 class QELLogDeathTest : public ::testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
@@ -490,7 +492,7 @@ TEST_F(QELLogDeathTest, TextFormatterRejectsInvalidLevel)
     QELLogEventTextFormatter formatter;
     const char* report =
         "QELLog\\.cpp:135: virtual QELString QELLogEventTextFormatter::formatEvent"
-        "\\(const QELLogEvent&\\): Assertion `0' failed";
+        "\\(const QELLogEvent ?&\\): Assertion `0' failed";
     EXPECT_DEATH(formatter.formatEvent(event("m", 7)), report);
     EXPECT_DEATH(formatter.formatEvent(event("m", -1)), report);
     // Through a sink: -1 passes every level filter of 0 or more.
@@ -503,7 +505,7 @@ TEST_F(QELLogDeathTest, XmlFormatterRejectsInvalidLevel)
     QELLogEventXmlFormatter formatter;
     const char* report =
         "QELLog\\.cpp:166: virtual QELString QELLogEventXmlFormatter::formatEvent"
-        "\\(const QELLogEvent&\\): Assertion `0' failed";
+        "\\(const QELLogEvent ?&\\): Assertion `0' failed";
     EXPECT_DEATH(formatter.formatEvent(event("m", 7)), report);
     EXPECT_DEATH(formatter.formatEvent(event("m", -100)), report);
     QELBufferedXmlLog log;
@@ -520,7 +522,7 @@ TEST_F(QELLogDeathTest, XmlFormatterRejectsRecordOver9999999Bytes)
     QELLogEvent e = event(message.c_str(), 5);
     EXPECT_DEATH(formatter.formatEvent(e),
                  "QELLog\\.cpp:194: virtual QELString QELLogEventXmlFormatter::formatEvent"
-                 "\\(const QELLogEvent&\\): Assertion `0' failed");
+                 "\\(const QELLogEvent ?&\\): Assertion `0' failed");
     // Escaping counts: a message under the limit that grows past it.
     std::string amps(2000000, '&'); // 10000000 bytes once escaped
     QELLogEvent escaped = event(amps.c_str(), 5);
