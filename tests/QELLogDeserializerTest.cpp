@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -874,12 +875,12 @@ TEST(QELLogDeserializerTest, RandomBytesNeverCrashAndComeOutAsLines)
 
 namespace {
 
-const char* const APPEND_REPORT = "void QELLogDeserializer::append\\(const QELString&\\): Assertion `0' failed";
+const char* const APPEND_REPORT = "void QELLogDeserializer::append\\(const QELString ?&\\): Assertion `0' failed";
 const char* const LOAD_REPORT =
-    "QELBoolean QELLogDeserializer::deserializeLogEvent\\(QELLogEvent&, const QELString&, unsigned int, "
+    "QELBoolean QELLogDeserializer::deserializeLogEvent\\(QELLogEvent ?&, const QELString ?&, unsigned int, "
     "unsigned int\\): Assertion `0' failed";
 const char* const ATTRIBUTE_REPORT =
-    "void startLogEventElement\\(void\\*, const char\\*, const char\\*\\*\\): Assertion `0' failed";
+    "void startLogEventElement\\(void ?\\*, const char ?\\*, const char ?\\*\\*\\): Assertion `0' failed";
 
 } // namespace
 
@@ -991,8 +992,5 @@ TEST(QELLogDeserializerDeathTest, MissingCompanionLibraryAborts)
     std::string clean = "rm -rf '" + target + "'";
     EXPECT_EQ(system(clean.c_str()), 0);
     EXPECT_NE(status, 0);
-    EXPECT_NE(output.find("QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent&, const QELString&, "
-                          "unsigned int, unsigned int): Assertion `0' failed"),
-              std::string::npos)
-        << output;
+    EXPECT_TRUE(std::regex_search(output, std::regex(LOAD_REPORT))) << output;
 }
