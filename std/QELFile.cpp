@@ -66,6 +66,22 @@ inline size_t findLineFeed(const char* p, size_t n, bool& nul)
 #if defined(__SSE2__)
     const __m128i feed = _mm_set1_epi8('\n');
     const __m128i zero = _mm_setzero_si128();
+    // Sixty-four bytes at a time while none of them is a line feed or a NUL,
+    // then sixteen at a time to place the first one.
+    for (; i + 64 <= n; i += 64) {
+        const __m128i v0 = _mm_loadu_si128((const __m128i*)(p + i));
+        const __m128i v1 = _mm_loadu_si128((const __m128i*)(p + i + 16));
+        const __m128i v2 = _mm_loadu_si128((const __m128i*)(p + i + 32));
+        const __m128i v3 = _mm_loadu_si128((const __m128i*)(p + i + 48));
+        const __m128i f = _mm_or_si128(
+            _mm_or_si128(_mm_cmpeq_epi8(v0, feed), _mm_cmpeq_epi8(v1, feed)),
+            _mm_or_si128(_mm_cmpeq_epi8(v2, feed), _mm_cmpeq_epi8(v3, feed)));
+        const __m128i z = _mm_or_si128(
+            _mm_or_si128(_mm_cmpeq_epi8(v0, zero), _mm_cmpeq_epi8(v1, zero)),
+            _mm_or_si128(_mm_cmpeq_epi8(v2, zero), _mm_cmpeq_epi8(v3, zero)));
+        if (_mm_movemask_epi8(_mm_or_si128(f, z)) != 0)
+            break;
+    }
     for (; i + 16 <= n; i += 16) {
         const __m128i v = _mm_loadu_si128((const __m128i*)(p + i));
         const unsigned f = (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, feed));
@@ -389,6 +405,9 @@ QELString QELFile::getFullLine(int flags)
     bool emptyChunkDue = false;
     bool nul = false; // whether the text may hold a NUL byte
     char chunk[1024];
+    // The buffer that reads go through: the file's, unless setStdOut or
+    // setStdErr replaced it.
+    std::streambuf* const input = stream.std::basic_ios<char>::rdbuf();
 
     for (;;) {
         // One chunk: at most 1023 characters of the physical line. A chunk
@@ -401,7 +420,7 @@ QELString QELFile::getFullLine(int flags)
             n = 0;
             complete = true;
         } else if (stream.good() && stream.tie() == NULL &&
-                   (src = bufferedLine(stream.rdbuf(), n, nul)) != NULL) {
+                   (src = bufferedLine(input, n, nul)) != NULL) {
             // The whole physical line, its line feed included, lies in the
             // stream's buffer: it is taken from there as getline would.
             complete = true;

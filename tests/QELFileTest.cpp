@@ -375,6 +375,19 @@ TEST(QELFileTest, SetStdOutAndStdErrRedirectWrites)
     EXPECT_EQ("to stderr", testing::internal::GetCapturedStderr());
 }
 
+TEST_F(QELFileDiskTest, AfterSetStdOutReadsNoLongerComeFromTheFile)
+{
+    QELFile file(QELString(write("in.txt", "first\nsecond\n").c_str()));
+    ASSERT_TRUE(file.open(std::ios::in));
+    EXPECT_EQ("first", str(file.getFullLine(0))); // the file's buffer now holds "second"
+    file.setStdOut();
+    EXPECT_TRUE(file.stream.is_open()); // the file buffer stays open
+    EXPECT_EQ("", str(file.getFullLine(0)));
+    EXPECT_TRUE(file.stream.eof());
+    EXPECT_TRUE(file.close());
+    EXPECT_FALSE(file.stream.is_open());
+}
+
 TEST(QELFileTest, DataEncodingIsRecorded)
 {
     QELFile file;
