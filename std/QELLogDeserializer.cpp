@@ -63,19 +63,21 @@ static void resetEvent(QELLogEvent& event)
 }
 
 // The size after the header start at `p`: leading blanks skipped, decimal
-// digits up to the first non-digit (the text is NUL-terminated). Values past
-// the accepted range are capped so that the reading cannot overflow.
-static long readRecordSize(const char* p)
+// digits up to the first non-digit. Values past the accepted range are
+// capped so that the reading cannot overflow. -1 when the blanks or digits
+// run up to `end`: the number may go on in text still to come, and waiting
+// keeps the result independent of how the stream is cut.
+static long readRecordSize(const char* p, const char* end)
 {
-    while (*p == ' ')
+    while (p < end && *p == ' ')
         p++;
     long n = 0;
-    while (*p >= '0' && *p <= '9') {
+    while (p < end && *p >= '0' && *p <= '9') {
         if (n <= MAX_RECORD_SIZE)
             n = n * 10 + (*p - '0');
         p++;
     }
-    return n;
+    return p == end ? -1 : n;
 }
 
 // The first line feed or carriage return in [p, end), or null.
@@ -209,7 +211,9 @@ void QELLogDeserializer::append(const QELString& text)
             }
             if (remaining >= HEADER_LENGTH) {
                 if (memcmp(base + pos, QEL_LOG_EVENT_HEADER_START.p, HEADER_START_LENGTH) == 0) {
-                    long n = readRecordSize(base + pos + HEADER_START_LENGTH);
+                    long n = readRecordSize(base + pos + HEADER_START_LENGTH, end);
+                    if (n < 0)
+                        goto stop;
                     if (n >= MIN_RECORD_SIZE && n <= MAX_RECORD_SIZE) {
                         recordSize = static_cast<int32_t>(n);
                         state = 3;
