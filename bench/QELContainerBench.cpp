@@ -2,6 +2,8 @@
 // million random item pointers: append, search, iterate, remove.
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <random>
@@ -324,6 +326,44 @@ void BM_StdVector_Insert(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kOrdered);
 }
 BENCHMARK(BM_StdVector_Insert)->Unit(benchmark::kMillisecond);
+
+// --- memory -----------------------------------------------------------------
+// Heap bytes per item after one million appends (mallinfo2 delta: small
+// blocks and mapped blocks), in the counter bytes_per_item.
+
+size_t heapInUse()
+{
+    struct mallinfo2 mi = mallinfo2();
+    return mi.uordblks + mi.hblkhd;
+}
+
+void BM_QELVector_Memory(benchmark::State& state)
+{
+    const Data& d = data();
+    for (auto _ : state) {
+        size_t before = heapInUse();
+        QELVector v;
+        for (const QELContainerItem* p : d.items)
+            v.addElement(p);
+        state.counters["bytes_per_item"] = static_cast<double>(heapInUse() - before) / kItems;
+        benchmark::DoNotOptimize(v.array);
+    }
+}
+BENCHMARK(BM_QELVector_Memory)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void BM_StdVector_Memory(benchmark::State& state)
+{
+    const Data& d = data();
+    for (auto _ : state) {
+        size_t before = heapInUse();
+        std::vector<const void*> v;
+        for (const QELContainerItem* p : d.items)
+            v.push_back(p);
+        state.counters["bytes_per_item"] = static_cast<double>(heapInUse() - before) / kItems;
+        benchmark::DoNotOptimize(v.data());
+    }
+}
+BENCHMARK(BM_StdVector_Memory)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 } // namespace
 

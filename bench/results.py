@@ -1,0 +1,222 @@
+#!/usr/bin/env python3
+"""Writes bench/RESULTS.md from the JSON files of one benchmark run.
+
+Usage: results.py ON_DIR OFF_DIR MACHINE_FILE OUTPUT
+
+ON_DIR and OFF_DIR hold one Google Benchmark JSON file per program, from the
+build with assertions (the default) and from the one without. Each row of the
+tables below names the library's benchmark, its peer's, the goal (the largest
+ratio library / peer that meets it) and any further peers shown beside them.
+"""
+
+import glob
+import json
+import os
+import re
+import statistics
+import sys
+
+# (workload, library benchmark, peer benchmark, goal ratio or None, other peers)
+# Ratios are library / peer on time per operation (lower is better) or, for
+# rows whose metric is a counter, on that counter.
+SECTIONS = [
+    ("Strings", "std::string (QByteArray beside it); CPU time per operation", [
+        (f"{op} {size}", f"BM_String_{op}_{size}/qel", f"BM_String_{op}_{size}/std",
+         None if op == "append16" else 1.2, [f"BM_String_{op}_{size}/qt"])
+        for op in ("append16", "plus", "mid", "toUpper", "hashCode") for size in ("64", "1K")
+    ]),
+    ("Containers", "std::vector, std::multiset with a virtual comparator, std::unordered_map; "
+     "1e6 items; bytes per item from mallinfo2", [
+        ("vector append", "BM_QELVector_Add", "BM_StdVector_Add", 1.5, ["BM_QELVector_AddThroughContainer"]),
+        ("vector search", "BM_QELVector_ContainsElement", "BM_StdVector_Find", 1.5,
+         ["BM_QELVector_FindFirstElement"]),
+        ("vector iterate", "BM_QELVector_IterateIterator", "BM_StdVector_Iterate", 1.5,
+         ["BM_QELVector_IterateIndex"]),
+        ("vector remove (unordered)", "BM_QELVector_RemoveElement", "BM_StdVector_SwapAndPop", 1.5,
+         ["BM_QELVector_RemoveThroughIterator"]),
+        ("ordered vector remove at", "BM_QELOrderedVector_RemoveIndex", "BM_StdVector_Erase", 1.5, []),
+        ("ordered vector insert", "BM_QELOrderedVector_InsertElement", "BM_StdVector_Insert", 1.5, []),
+        ("vector memory / item", "BM_QELVector_Memory#bytes_per_item", "BM_StdVector_Memory#bytes_per_item",
+         1.0, []),
+        ("tree insert", "BM_Tree_QEL_Insert", "BM_Tree_Std_Insert", 1.3, []),
+        ("tree find", "BM_Tree_QEL_Find", "BM_Tree_Std_Find", 1.3, []),
+        ("tree iterate", "BM_Tree_QEL_Iterate", "BM_Tree_Std_Iterate", 1.3, []),
+        ("tree remove", "BM_Tree_QEL_Remove", "BM_Tree_Std_Remove", 1.3, []),
+        ("tree memory / item", "BM_Tree_QEL_Insert#bytes_per_item", "BM_Tree_Std_Insert#bytes_per_item", 1.0, []),
+        ("string table insert", "BM_SimpleString_QEL_Insert", "BM_String_Std_Insert", 1.5,
+         ["BM_StringSet_QEL_Insert"]),
+        ("string table find", "BM_SimpleString_QEL_Find", "BM_String_Std_Find", 1.5, ["BM_StringSet_QEL_Find"]),
+        ("string table iterate", "BM_SimpleString_QEL_Iterate", "BM_String_Std_Iterate", 1.5,
+         ["BM_StringSet_QEL_Iterate"]),
+        ("string table remove", "BM_SimpleString_QEL_Remove", "BM_String_Std_Remove", 1.5,
+         ["BM_StringSet_QEL_Remove"]),
+        ("string table memory / item", "BM_SimpleString_QEL_Insert#bytes_per_item",
+         "BM_String_Std_Insert#bytes_per_item", 1.0, ["BM_StringSet_QEL_Insert#bytes_per_item"]),
+        ("long table insert", "BM_Long_QEL_Insert", "BM_Long_Std_Insert", 1.5, []),
+        ("long table find", "BM_Long_QEL_Find", "BM_Long_Std_Find", 1.5, []),
+        ("long table iterate", "BM_Long_QEL_Iterate", "BM_Long_Std_Iterate", 1.5, []),
+        ("long table remove", "BM_Long_QEL_Remove", "BM_Long_Std_Remove", 1.5, []),
+        ("long table memory / item", "BM_Long_QEL_Insert#bytes_per_item", "BM_Long_Std_Insert#bytes_per_item",
+         1.0, []),
+    ]),
+    ("Logging", "spdlog (header-only, a sink that formats and drops) and expat; CPU time per event "
+     "or per run", [
+        ("text log: event, filter, format, write", "BM_QELTextLogNewEvent", "BM_SpdlogDefaultPattern", 1.0,
+         ["BM_SpdlogLevelAndMessage"]),
+        ("text formatting alone", "BM_QELTextFormat", "BM_SpdlogLevelAndMessage", 1.0, []),
+        ("framed XML log: event, filter, format, write", "BM_QELXmlLogNewEvent", "BM_SpdlogXmlLikePattern", 1.0,
+         []),
+        ("framed XML formatting alone", "BM_QELXmlFormat", "BM_SpdlogXmlLikePattern", 1.0,
+         ["BM_QELXmlFormatEscaped"]),
+        ("filtered-out event", "BM_QELXmlLogFiltered", "BM_SpdlogFiltered", None, []),
+        ("deserialise 50 MB (per run)", "BM_Deserializer_Stream50MB", "BM_Expat_RecordsOneByOne", 2.0, []),
+    ]),
+    ("Dates", "strptime (plus the fraction by hand) and snprintf, POCO DateTimeParser beside; CPU time", [
+        ("parse \"2006-03-05 14:07:09.123\"", "BM_Date_parse/qel", "BM_Date_parse/strptime", 1.0,
+         ["BM_Date_parse/poco"]),
+        ("chars()", "BM_Date_chars/qel", "BM_Date_chars/snprintf", None, []),
+        ("getHour()", "BM_Date_getHour/qel", "BM_Date_getHour/snprintf", None, []),
+        ("getODBCDate()", "BM_Date_getODBCDate/qel", "BM_Date_getODBCDate/snprintf", None, []),
+        ("getODBCTimestamp()", "BM_Date_getODBCTimestamp/qel", "BM_Date_getODBCTimestamp/snprintf", None, []),
+        ("getXmlTimestamp()", "BM_Date_getXmlTimestamp/qel", "BM_Date_getXmlTimestamp/snprintf", None, []),
+    ]),
+    ("Files", "std::getline on 100 MB of mixed lines; CPU time per pass", [
+        ("getFullLine(0)", "BM_QELGetFullLine0", "BM_StdGetline", 1.5, []),
+        ("getFullLine(0x40)", "BM_QELGetFullLineTrim", "BM_StdGetline", None, []),
+        ("getFullLine(0x7f)", "BM_QELGetFullLineAllFlags", "BM_StdGetline", None, []),
+    ]),
+    ("Configuration", "Xerces-C by hand (POCO XMLConfiguration beside); the load rows are wall time "
+     "from process start to the first answer", [
+        ("load with a 2 KB setup file", "BM_Setup_load/qel", "BM_Setup_load/xerces", 1.3, []),
+        ("QELSetup::read + 20 getValue", "BM_Setup_read20/qel", "BM_Setup_read20/xerces", 1.2,
+         ["BM_Setup_read20/poco"]),
+    ]),
+    ("Processes", "hand-written fork/execv/pipes (posix_spawn, POCO Process::launch, QProcess beside); "
+     "wall time", [
+        ("start and wait for /bin/true", "BM_Launch_True", "BM_HandWritten_True", 1.2,
+         ["BM_PosixSpawn_True", "BM_Poco_True", "BM_QProcess_True"]),
+        ("collect 256 MiB from a child (time; goal = 0.8x throughput)", "BM_Launch_Collect256MiB",
+         "BM_HandWritten_Collect256MiB", 1.25,
+         ["BM_PosixSpawn_Collect256MiB", "BM_Poco_Collect256MiB", "BM_QProcess_Collect256MiB"]),
+    ]),
+    ("Encoding", "ICU ucnv_convert (iconv beside); CPU time per 10 MB", [
+        ("10 MB ISO-8859-1 to UTF-8", "BM_Encoding_latin1ToUtf8/qel", "BM_Encoding_latin1ToUtf8/icu", 1.25,
+         ["BM_Encoding_latin1ToUtf8/iconv"]),
+    ]),
+]
+
+UNIT_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+SUFFIX = re.compile(r"/(iterations:\d+|min_time:[0-9.]+|repeats:\d+|real_time|manual_time)")
+
+
+def load(directory):
+    """Name -> {"time": ns, "counters": {...}}; the median of repetitions."""
+    runs = {}
+    for path in sorted(glob.glob(os.path.join(directory, "*.json"))):
+        try:
+            with open(path) as f:
+                data = json.load(f)
+        except (OSError, ValueError):
+            continue
+        for b in data.get("benchmarks", []):
+            if b.get("run_type") == "aggregate" or b.get("error_occurred"):
+                continue
+            run_name = b.get("run_name", b["name"])
+            wall = "/real_time" in run_name or "/manual_time" in run_name
+            name = SUFFIX.sub("", run_name)
+            t = (b["real_time"] if wall else b["cpu_time"]) * UNIT_NS.get(b.get("time_unit", "ns"), 1.0)
+            entry = runs.setdefault(name, {"times": [], "counters": {}})
+            entry["times"].append(t)
+            for key, value in b.items():
+                if isinstance(value, (int, float)) and key not in (
+                        "real_time", "cpu_time", "iterations", "repetitions", "repetition_index", "threads",
+                        "family_index", "per_family_instance_index"):
+                    entry["counters"].setdefault(key, []).append(value)
+    out = {}
+    for name, e in runs.items():
+        out[name] = {"time": statistics.median(e["times"]),
+                     "counters": {k: statistics.median(v) for k, v in e["counters"].items()}}
+    return out
+
+
+def value(runs, key):
+    """(number, is_counter) for 'Name' (time) or 'Name#counter'."""
+    name, _, counter = key.partition("#")
+    r = runs.get(name)
+    if r is None:
+        return None, bool(counter)
+    if counter:
+        return r["counters"].get(counter), True
+    return r["time"], False
+
+
+def fmt(v, is_counter):
+    if v is None:
+        return "n/a"
+    if is_counter:
+        return f"{v:.1f} B"
+    for unit, scale in (("s", 1e9), ("ms", 1e6), ("µs", 1e3)):
+        if v >= scale:
+            return f"{v / scale:.3g} {unit}"
+    return f"{v:.3g} ns"
+
+
+def short(key):
+    name = key.partition("#")[0]
+    return name.replace("BM_", "")
+
+
+def main():
+    on_dir, off_dir, machine_file, output = sys.argv[1:5]
+    on, off = load(on_dir), load(off_dir)
+    with open(machine_file) as f:
+        machine = f.read().strip()
+    lines = ["# Benchmark results", "",
+             "Written by `bench/run.sh` from one run of the suite: every library figure and its peer's come",
+             "from the same program in the same run. Ratio = library / peer (time per operation, or bytes",
+             "per item for memory rows): below 1 the library is faster or smaller. The goal is the largest",
+             "ratio that meets the target. \"Assertions off\" is the same ratio from the build with",
+             "`-DQEL_ASSERTIONS=OFF`. Times are medians of the repetitions; microbenchmarks use CPU time,",
+             "process and load rows wall time.", "", "## Machine", "", machine, ""]
+    missed = []
+    for title, peers, rows in SECTIONS:
+        lines += [f"## {title}", "", f"Peers: {peers}.", "",
+                  "| Workload | Library | Peer | Ratio | Goal | Met | Assertions off | Beside |",
+                  "|---|---|---|---|---|---|---|---|"]
+        for workload, lib, peer, goal, others in rows:
+            lv, counter = value(on, lib)
+            pv, _ = value(on, peer)
+            ratio = lv / pv if lv is not None and pv else None
+            olv, _ = value(off, lib)
+            opv, _ = value(off, peer)
+            oratio = olv / opv if olv is not None and opv else None
+            if goal is None:
+                goal_s, met = "—", "—"
+            else:
+                goal_s = f"≤ {goal:g}x"
+                met = "n/a" if ratio is None else ("yes" if ratio <= goal else "**no**")
+                if ratio is not None and ratio > goal:
+                    missed.append(f"{title}: {workload} ({ratio:.2f}x, goal {goal_s})")
+            beside = []
+            for o in others:
+                ov, oc = value(on, o)
+                if ov is not None:
+                    beside.append(f"{short(o)} {fmt(ov, oc)}")
+            lines.append(
+                f"| {workload} | {fmt(lv, counter)} | {short(peer)} {fmt(pv, counter)} | "
+                f"{'n/a' if ratio is None else f'{ratio:.2f}x'} | {goal_s} | {met} | "
+                f"{'n/a' if oratio is None else f'{oratio:.2f}x'} | {'; '.join(beside)} |")
+        lines.append("")
+    lines += ["## Goals missed", ""]
+    lines += [f"- {m}" for m in missed] if missed else ["None."]
+    lines.append("")
+    notes = os.path.join(os.path.dirname(os.path.abspath(__file__)), "NOTES.md")
+    if os.path.exists(notes):
+        with open(notes) as f:
+            lines += [f.read().rstrip(), ""]
+    with open(output, "w") as f:
+        f.write("\n".join(lines))
+
+
+if __name__ == "__main__":
+    main()
