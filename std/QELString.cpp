@@ -570,6 +570,16 @@ static inline bool qelHasZeroByte(uint64_t x)
     return ((x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull) != 0;
 }
 
+// Sum of the eight bytes of x, taken unsigned and in memory order, weighted
+// 31^7 .. 31^0: each half is summed in its own 32-bit lane (at most
+// 255 * 30784, so no lane overflows into its neighbour), then the halves.
+static inline unsigned int qelHash8(uint64_t x)
+{
+    const uint64_t m = 0x000000FF000000FFull;
+    uint64_t v = ((x & m) * 29791u + ((x >> 8) & m) * 961u) + (((x >> 16) & m) * 31u + ((x >> 24) & m));
+    return static_cast<unsigned int>(v) * 923521u + static_cast<unsigned int>(v >> 32);
+}
+
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
 #include <immintrin.h>
 #define QEL_HASH_AVX2 1
@@ -643,7 +653,7 @@ static bool qelHaveAvx2()
 // Hashes the bytes at s up to the first NUL; `n` bytes are known to be
 // readable (the buffer holds at least n + 1). Returns the hash and stores the
 // number of bytes hashed in *count.
-static inline unsigned int qelHashText(const char* s, size_t n, size_t* count)
+__attribute__((always_inline)) static inline unsigned int qelHashText(const char* s, size_t n, size_t* count)
 {
     const signed char* b = reinterpret_cast<const signed char*>(s);
     unsigned int h = 0;
@@ -652,21 +662,33 @@ static inline unsigned int qelHashText(const char* s, size_t n, size_t* count)
     if (n >= 32 && qelHaveAvx2())
         i = qelHashChunksAvx2(s, n, &h);
 #endif
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
     for (; i + 8 <= n; i += 8) {
         uint64_t x;
         memcpy(&x, s + i, 8);
         if (qelHasZeroByte(x))
             break;
-        h = h * qelPow31[8]
-            + static_cast<unsigned int>(b[i]) * qelPow31[7]
-            + static_cast<unsigned int>(b[i + 1]) * qelPow31[6]
-            + static_cast<unsigned int>(b[i + 2]) * qelPow31[5]
-            + static_cast<unsigned int>(b[i + 3]) * qelPow31[4]
-            + static_cast<unsigned int>(b[i + 4]) * qelPow31[3]
-            + static_cast<unsigned int>(b[i + 5]) * qelPow31[2]
-            + static_cast<unsigned int>(b[i + 6]) * qelPow31[1]
-            + static_cast<unsigned int>(b[i + 7]);
+        unsigned int block = qelHash8(x);
+        if ((x & 0x8080808080808080ull) != 0)  // bytes 0x80-0xFF count 256 less
+            block -= 256u * qelHash8((x >> 7) & 0x0101010101010101ull);
+        h = h * qelPow31[8] + block;
     }
+    if (i + 8 > n && i < n && n >= 8) {
+        // The last r < 8 bytes: reload the final eight and clear the ones
+        // already hashed (zeros in front weigh nothing).
+        size_t r = n - i;
+        uint64_t x;
+        memcpy(&x, s + n - 8, 8);
+        x &= ~0ull << (8 * (8 - r));
+        if (!qelHasZeroByte(x | (0x0101010101010101ull >> (8 * r)))) {
+            unsigned int block = qelHash8(x);
+            if ((x & 0x8080808080808080ull) != 0)
+                block -= 256u * qelHash8((x >> 7) & 0x0101010101010101ull);
+            h = h * qelPow31[r] + block;
+            i = n;
+        }
+    }
+#endif
     // The tail, a block holding a NUL, or text running past n.
     for (; b[i] != 0; i++)
         h = h * 31u + static_cast<unsigned int>(b[i]);
