@@ -18,15 +18,27 @@ public:
     virtual const void* getKey() const;
 };
 
-// An entry keyed by text; the node owns its copy of the key.
+// An entry keyed by text; the node owns its copy of the key. Nodes made by
+// create() keep the text in the same block, just after the node (key then
+// wraps it), so that an entry costs one allocation and one cache miss less.
 class QELSimpleStringHashtableNode : public QELSimpleHashtableNode {
 public:
     QELString key;
 
+    // The key is copied into a block of its own.
     QELSimpleStringHashtableNode(const QELString& k, void* v) : QELSimpleHashtableNode(v), key(k) {}
     virtual ~QELSimpleStringHashtableNode();
     // A const QELString*.
     virtual const void* getKey() const;
+
+    // A heap node holding a copy of k's text right after itself; released
+    // with delete like any node.
+    static QELSimpleStringHashtableNode* create(const QELString& k, void* v);
+    static void operator delete(void* p) { ::operator delete(p); }
+
+private:
+    struct InlineText {};
+    QELSimpleStringHashtableNode(const QELString& k, void* v, InlineText);
 };
 
 // An entry keyed by a long.

@@ -187,12 +187,32 @@ QELContainerItem* QELHashtable::remove(QELContainer::Iterator* where)
     QELHashtableElement* e = it->element;
     int bucket = it->index;
     const QELContainerItem* item = e->data;
-    // Move the iterator off the element: forwards, else backwards, else to
-    // no item. The base steps are used so that a subclass iterator handing
-    // out something else than the item does not mislead the test.
-    if (it->QELHashtable::Iterator::next(1) == NULL && it->QELHashtable::Iterator::previous(1) == NULL)
-        it->index = -1;
+    // Move the iterator off the element as next(1), else previous(1), else
+    // to no item would, without reading the item of the element reached.
     QELHashtableElement* head = table[bucket];
+    if (e->next != NULL) {
+        it->element = e->next;
+    } else {
+        int nb = bucket + 1;
+        while (nb <= table_mask && table[nb] == NULL)
+            nb++;
+        if (nb <= table_mask) {
+            it->element = table[nb];
+            it->index = nb;
+        } else if (e != head) {
+            it->element = e->previous;
+        } else {
+            int pb = bucket - 1;
+            while (pb >= 0 && table[pb] == NULL)
+                pb--;
+            if (pb >= 0) {
+                it->element = table[pb]->previous;
+                it->index = pb;
+            } else {
+                it->index = -1;
+            }
+        }
+    }
     if (e->next != NULL)
         e->next->previous = e->previous;
     else

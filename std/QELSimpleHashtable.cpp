@@ -2,6 +2,7 @@
 #include "QELSimpleHashtable.h"
 
 #include <cstring>
+#include <new>
 #include <strings.h>
 
 // ------------------------------------------------------------------- Nodes
@@ -22,6 +23,22 @@ QELSimpleStringHashtableNode::~QELSimpleStringHashtableNode()
 const void* QELSimpleStringHashtableNode::getKey() const
 {
     return &key;
+}
+
+QELSimpleStringHashtableNode::QELSimpleStringHashtableNode(const QELString& k, void* v, InlineText)
+    : QELSimpleHashtableNode(v), key()
+{
+    // The text follows the node in its block; the key wraps it, so the
+    // string never frees it: the block goes with the node.
+    char* text = reinterpret_cast<char*>(this + 1);
+    memcpy(text, k.p, strlen(k.p) + 1);
+    key.wrap(text);
+}
+
+QELSimpleStringHashtableNode* QELSimpleStringHashtableNode::create(const QELString& k, void* v)
+{
+    void* block = ::operator new(sizeof(QELSimpleStringHashtableNode) + strlen(k.p) + 1);
+    return new (block) QELSimpleStringHashtableNode(k, v, InlineText());
 }
 
 QELSimpleLongHashtableNode::~QELSimpleLongHashtableNode()
@@ -220,7 +237,7 @@ QELBoolean QELSimpleStringHashtable::add(const QELString& key, void* value)
         nodeOf(found)->value = value;
         return true;
     }
-    QELSimpleStringHashtableNode* node = new QELSimpleStringHashtableNode(key, value);
+    QELSimpleStringHashtableNode* node = QELSimpleStringHashtableNode::create(key, value);
     return QELHashtable::add(itemOf(node), true, NULL);
 }
 

@@ -95,6 +95,40 @@ TEST(QELSimpleHashtableTest, NodesHandOutTheirKeyFields)
     EXPECT_EQ(NULL, plain.getKey());
 }
 
+TEST(QELSimpleHashtableTest, CreatedStringNodeKeepsItsTextInItsOwnBlock)
+{
+    Value v;
+    QELString k("a key of some length");
+    QELSimpleStringHashtableNode* n = QELSimpleStringHashtableNode::create(k, &v);
+    EXPECT_STREQ(k.p, n->key.p);
+    EXPECT_EQ(k.len, n->key.len);
+    EXPECT_NE(k.p, n->key.p);
+    EXPECT_EQ(reinterpret_cast<char*>(n + 1), n->key.p);
+    EXPECT_EQ(0u, n->key.alloc);
+    EXPECT_EQ(&v, n->value);
+    EXPECT_EQ(&n->key, n->getKey());
+    QELSimpleHashtableNode* base = n;
+    delete base;
+    QELSimpleStringHashtableNode* e = QELSimpleStringHashtableNode::create(QELString(), NULL);
+    EXPECT_EQ(0, e->key.len);
+    EXPECT_STREQ("", e->key.p);
+    delete e;
+}
+
+TEST(QELSimpleHashtableTest, KeyedAddCopiesTheKey)
+{
+    Value v;
+    QELSimpleStringHashtable t;
+    {
+        QELString k("transient");
+        t.add(k, &v);
+        k.toUpper();
+    }
+    EXPECT_EQ(&v, V(t.findFirst(SK(QELString("transient")))));
+    QELSimpleHashtable::Iterator it(t);
+    EXPECT_STREQ("transient", static_cast<const QELString*>(it.getKey())->p);
+}
+
 // --------------------------------------------------- Replace and lookups
 
 TEST(QELSimpleHashtableTest, SecondAddOfAKeyFailsWithoutReplace)
