@@ -1,0 +1,177 @@
+// fuzz_logstream: QELLogDeserializer::append on any byte stream, cut at
+// fuzzer-chosen points, then flush. Properties: the events account for every
+// input byte (each plain line is the next stretch of input up to its line end,
+// each record is a header and its N bytes), the buffer is empty after flush,
+// and the events do not depend on where the stream was cut.
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include "QELLogDeserializer.h"
+#include "FuzzCheck.h"
+
+namespace {
+
+const char HEADER_START[] = "<!-- QELLog size=";
+const size_t HEADER_LENGTH = 29;
+
+struct Seen {
+    int type;
+    std::string message, code, stackTrace;
+    bool operator==(const Seen& o) const
+    {
+        return type == o.type && message == o.message && code == o.code && stackTrace == o.stackTrace;
+    }
+};
+
+// Collects the events and walks the input alongside them.
+class Collector : public QELLogDeserializer {
+public:
+    const std::string& input;
+    size_t offset = 0;
+    bool flushing = false;
+    std::vector<Seen> events;
+
+    explicit Collector(const std::string& in) : QELLogDeserializer(nullptr), input(in) {}
+
+    void processEvent(const QELLogEvent& event) override
+    {
+        FUZZ_CHECK(event.type >= 0 && event.type <= 6);
+        events.push_back({event.type, std::string(event.message.p, event.message.len),
+                          std::string(event.code.p, event.code.len),
+                          std::string(event.stackTrace.p, event.stackTrace.len)});
+        if (state == 3) {
+            // A record: its header and its recordSize bytes, then any run of
+            // line ends, are consumed.
+            FUZZ_CHECK(recordSize >= 10);
+            FUZZ_CHECK(input.compare(offset, sizeof HEADER_START - 1, HEADER_START) == 0);
+            offset += HEADER_LENGTH + static_cast<size_t>(recordSize);
+            FUZZ_CHECK(offset <= input.size());
+            while (offset < input.size() && (input[offset] == '\r' || input[offset] == '\n'))
+                offset++;
+            return;
+        }
+        // A plain line: exactly the next bytes of the input, then its line end.
+        FUZZ_CHECK(state == 2);
+        FUZZ_CHECK(event.type == 0);
+        const std::string& m = events.back().message;
+        FUZZ_CHECK(m.find_first_of("\r\n") == std::string::npos);
+        FUZZ_CHECK(input.compare(offset, m.size(), m) == 0);
+        offset += m.size();
+        if (offset == input.size()) {
+            FUZZ_CHECK(flushing); // only flush delivers a line without its end
+            return;
+        }
+        if (input[offset] == '\n') {
+            offset++;
+        } else {
+            FUZZ_CHECK(input[offset] == '\r');
+            offset++;
+            if (offset < input.size() && input[offset] == '\r')
+                offset++;
+            if (offset < input.size() && input[offset] == '\n')
+                offset++;
+        }
+    }
+};
+
+bool attributeAllowed(const std::string& name)
+{
+    return name == "type" || name == "code" || name == "timestamp" || name == "stackTrace";
+}
+
+bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// Deliberate stop steered around: an attribute other than type, code,
+// timestamp and stackTrace on a record's Message element stops the process
+// (startLogEventElement asserts 0). Inputs with a Message start tag whose
+// attributes are not all known, or that cannot be read here, are skipped.
+// (The parser refuses a DOCTYPE, so no attribute can come from a default or
+// an entity.)
+bool hasForbiddenAttribute(const std::string& s)
+{
+    for (size_t at = s.find("<Message"); at != std::string::npos; at = s.find("<Message", at + 1)) {
+        size_t i = at + 8;
+        if (i < s.size() && !isSpace(s[i]) && s[i] != '>' && s[i] != '/')
+            continue; // another element name
+        for (;;) {
+            while (i < s.size() && isSpace(s[i]))
+                i++;
+            if (i >= s.size())
+                return true;
+            if (s[i] == '>' || s[i] == '/')
+                break;
+            size_t nameStart = i;
+            while (i < s.size() && !isSpace(s[i]) && s[i] != '=' && s[i] != '>' && s[i] != '/')
+                i++;
+            if (!attributeAllowed(s.substr(nameStart, i - nameStart)))
+                return true;
+            while (i < s.size() && isSpace(s[i]))
+                i++;
+            if (i >= s.size() || s[i] != '=')
+                return true;
+            i++;
+            while (i < s.size() && isSpace(s[i]))
+                i++;
+            if (i >= s.size() || (s[i] != '"' && s[i] != '\''))
+                return true;
+            size_t close = s.find(s[i], i + 1);
+            if (close == std::string::npos)
+                return true;
+            i = close + 1;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    FuzzedDataProvider provider(data, size);
+    size_t cutCount = provider.ConsumeIntegralInRange<size_t>(0, 16);
+    std::vector<size_t> cuts;
+    for (size_t i = 0; i < cutCount; i++)
+        cuts.push_back(provider.ConsumeIntegral<uint16_t>());
+    std::string input = provider.ConsumeRemainingBytesAsString();
+    // The stream reaches the deserializer as terminated text (listenPipe cuts
+    // at a NUL): make the bytes NUL-free so that lengths are the byte counts.
+    for (char& c : input)
+        if (c == '\0')
+            c = '\1';
+    if (hasForbiddenAttribute(input))
+        return 0;
+
+    // Cut where the fuzzer says, in order, each cut taken modulo the rest.
+    Collector cutRun(input);
+    size_t pos = 0;
+    for (size_t cut : cuts) {
+        if (pos >= input.size())
+            break;
+        size_t n = cut % (input.size() - pos + 1);
+        QELString piece(input.data() + pos, static_cast<int>(n));
+        cutRun.append(piece);
+        pos += n;
+    }
+    QELString rest(input.data() + pos, static_cast<int>(input.size() - pos));
+    cutRun.append(rest);
+    cutRun.flushing = true;
+    cutRun.flush();
+    FUZZ_CHECK(cutRun.buffer.len == 0);
+    FUZZ_CHECK(cutRun.offset == input.size());
+
+    // The same stream in one piece gives the same events.
+    Collector wholeRun(input);
+    QELString whole(input.data(), static_cast<int>(input.size()));
+    wholeRun.append(whole);
+    wholeRun.flushing = true;
+    wholeRun.flush();
+    FUZZ_CHECK(wholeRun.offset == input.size());
+    FUZZ_CHECK(wholeRun.events.size() == cutRun.events.size());
+    for (size_t i = 0; i < wholeRun.events.size(); i++)
+        FUZZ_CHECK(wholeRun.events[i] == cutRun.events[i]);
+    return 0;
+}
