@@ -134,7 +134,7 @@ TEST(QELMessageTest, MessageIsUsableAsItsText)
 // Assertion reports
 
 const char* const kMarkerReport =
-    "int QELMessage::countArguments\\(const char\\*\\).*"
+    "int QELMessage::countArguments\\(const char ?\\*\\).*"  // clang: "const char *"
     "\\(\\*\\(p\\+1\\)=='s'\\) \\|\\| \\(\\*\\(p\\+1\\)=='%' && p\\+\\+\\)";
 
 class QELMessageDeathTest : public ::testing::Test {
