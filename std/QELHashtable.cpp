@@ -224,7 +224,6 @@ QELContainerItem* QELHashtable::remove(QELContainer::Iterator* where)
     delete e;
     size--;
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
-    QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(it));
     return const_cast<QELContainerItem*>(item);
 }
 
