@@ -3,6 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <stddef.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
@@ -634,6 +639,50 @@ TEST(QELProcessTest, UnterminatedLastPieceOfErrorIsDroppedFromTheLogOnly)
     EXPECT_EQ(log.events[0].type, 3);
     EXPECT_NE(r.err.find("unterminated tail"), std::string::npos);
     EXPECT_EQ(r.err.compare(r.err.size() - 17, 17, "unterminated tail"), 0);
+}
+
+namespace {
+
+// Makes every later fork of this process fail with EAGAIN (a seccomp filter
+// on the process-creating system calls), as when the process limit is hit.
+bool forbidForks()
+{
+    struct sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone3, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fork, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
+    };
+    struct sock_fprog program = {static_cast<unsigned short>(sizeof filter / sizeof filter[0]), filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &program) == 0;
+}
+
+// Runs both exec forms with forks forbidden and exits with 0 when both
+// returned false, left the status alone and closed every pipe end.
+void runWithoutForks()
+{
+    if (!forbidForks())
+        _exit(3);
+    int before = countEntries("/proc/self/fd");
+    QELString out, err;
+    int status = -7;
+    bool started = launchInSeparateProcess(QELString("/bin/true"), 0, nullptr, &status, QELString("in"), &out, &err,
+                                           nullptr, nullptr);
+    bool detached = execInSeparateProcess(QELString("/bin/true"), 0, nullptr, nullptr);
+    int after = countEntries("/proc/self/fd");
+    _exit(started ? 1 : detached ? 2 : status != -7 ? 4 : after != before ? 5 : 0);
+}
+
+} // namespace
+
+TEST(QELProcessDeathTest, FailedForkReturnsFalseAndClosesEveryPipeEnd)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    // Exit code 0: forks forbidden, exec false, no descriptor left open.
+    EXPECT_EXIT(runWithoutForks(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(QELProcessDeathTest, UnknownAttributeFromChildStopsTheParent)
