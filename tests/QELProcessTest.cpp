@@ -629,6 +629,32 @@ TEST(QELProcessTest, ThousandsOfRandomEventsRoundTripFieldByField)
     }
 }
 
+TEST(QELProcessTest, ParentBufferedXmlLogRewritesTheChildRecordsByteForByte)
+{
+    // Every event of the child passes a level-6 parent log, whose XML form
+    // is then exactly what the child wrote.
+    QELBufferedXmlLog log;
+    log.setLogLevel(6);
+    ChildRun r = runChild({"roundtrip", "21", "2000"}, "", &log);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_GT(r.err.size(), 100000u);
+    EXPECT_TRUE(str(log.getBuffer()) == r.err);
+    // At level 2 only the fatal and error events are kept.
+    QELBufferedXmlLog strict;
+    strict.setLogLevel(2);
+    ChildRun s = runChild({"roundtrip", "21", "2000"}, "", &strict);
+    QELTestRandom random(21);
+    QELLogEventXmlFormatter formatter;
+    std::string expected;
+    for (int i = 0; i < 2000; i++) {
+        QELLogEvent e = randomLogEvent(random, 40);
+        if (e.type <= 2)
+            expected += str(formatter.formatEvent(e));
+    }
+    EXPECT_TRUE(str(strict.getBuffer()) == expected);
+    EXPECT_TRUE(s.err == r.err);
+}
+
 TEST(QELProcessTest, UnterminatedLastPieceOfErrorIsDroppedFromTheLogOnly)
 {
     CollectingLog log(6);
