@@ -121,12 +121,33 @@ std::string Quote(const std::string& s)
     return r;
 }
 
+// A signature as g++ prints it ("T* f(const U&)"); clang writes "T *f(const
+// U &)", so a space may stand on either side of each '*' and '&'.
+std::string Signature(const std::string& s)
+{
+    std::string r;
+    for (size_t i = 0; i < s.size(); i++) {
+        char c = s[i];
+        if (c == '*' || c == '&') {
+            r += std::string(" ?") + (c == '*' ? "\\*" : "&") + " ?";
+            if (i + 1 < s.size() && s[i + 1] == ' ')
+                i++;
+        } else if (strchr("\\^$.|?+()[]{}", c) != NULL) {
+            r += '\\';
+            r += c;
+        } else {
+            r += c;
+        }
+    }
+    return r;
+}
+
 #define QEL_STR2(x) #x
 #define QEL_XSTR(x) QEL_STR2(x)
 
 std::string Report(const std::string& signature, const std::string& expression)
 {
-    return Quote("QELHashtable.cpp") + ".*" + Quote(signature) + ".*" + Quote(expression);
+    return Quote("QELHashtable.cpp") + ".*" + Signature(signature) + ".*" + Quote(expression);
 }
 
 // The table invariant exactly as reports print it.

@@ -168,13 +168,34 @@ std::string Quote(const std::string& s)
     return r;
 }
 
+// A signature as g++ prints it ("T* f(const U&)"); clang writes "T *f(const
+// U &)", so a space may stand on either side of each '*' and '&'.
+std::string Signature(const std::string& s)
+{
+    std::string r;
+    for (size_t i = 0; i < s.size(); i++) {
+        char c = s[i];
+        if (c == '*' || c == '&') {
+            r += std::string(" ?") + (c == '*' ? "\\*" : "&") + " ?";
+            if (i + 1 < s.size() && s[i + 1] == ' ')
+                i++;
+        } else if (strchr("\\^$.|?+()[]{}", c) != NULL) {
+            r += '\\';
+            r += c;
+        } else {
+            r += c;
+        }
+    }
+    return r;
+}
+
 #define QEL_STR2(x) #x
 #define QEL_XSTR(x) QEL_STR2(x)
 
 // The report of a failed check: file, operation, expanded expression.
 std::string Report(const std::string& signature, const std::string& expression)
 {
-    return Quote("QELRBTree.cpp") + ".*" + Quote(signature) + ".*" + Quote(expression);
+    return Quote("QELRBTree.cpp") + ".*" + Signature(signature) + ".*" + Quote(expression);
 }
 
 // Items with keys given, stored in ascending address order.
@@ -577,7 +598,8 @@ TEST(QELRBTreeTest, AssignmentReplacesContentWithCopy)
     EXPECT_EQ(std::vector<const Item*>({&items[3], &items[4], &items[5]}), v);
     // Self-assignment keeps the content.
     QELRBTree& ra = a;
-    ra = ra;
+    QELRBTree& rb = a;
+    ra = rb;
     EXPECT_TRUE(a == b);
     // Assigning an empty tree empties.
     IntTree e;
