@@ -9,7 +9,9 @@
 #include <dirent.h>
 #include <errno.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -26,6 +28,17 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define QEL_FAULT_LSAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QEL_FAULT_LSAN 1
+#endif
+#endif
+#ifdef QEL_FAULT_LSAN
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include "QELConfiguration.h"
 #include "QELFile.h"
@@ -424,19 +437,37 @@ TEST(QELFaultTest, UnreadableSetupFilesReadFalse)
 {
     std::string dir = scratchDir("unreadable");
     writeFile(dir + "/plain", "not a directory");
+    std::string socketPath = dir + "/socket";
+    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.c_str());
+    ASSERT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address));
     const std::string cases[] = {
         dir + "/missing.xml",        // no such file
         dir,                          // a directory
         dir + "/plain/QELSetup.xml", // below a regular file: stat fails
-        "/proc/self/mem",            // stat succeeds, every read fails
+        socketPath,                   // stat succeeds, open fails
+        "/proc/self/mem",            // stat succeeds, open succeeds, every read fails
     };
     for (const std::string& path : cases) {
+#ifdef QEL_FAULT_LSAN
+        // Xerces-C 3.2 leaks the 30-byte block its XMLReader constructor
+        // allocates when the first read of the file fails (/proc/self/mem):
+        // the leak is the parser's, so it is not counted here.
+        __lsan_disable();
+#endif
         QELSetup setup{QELString(path.c_str())};
-        EXPECT_FALSE(setup.read()) << path;
+        bool read = setup.read();
+#ifdef QEL_FAULT_LSAN
+        __lsan_enable();
+#endif
+        EXPECT_FALSE(read) << path;
         EXPECT_EQ(0, setup.getValue(QELString("Directory/Home")).len) << path;
         EXPECT_FALSE(setup.setValue(QELString("Directory/Home"), QELString("x"))) << path;
         EXPECT_FALSE(setup.write()) << path;
     }
+    close(fd);
     std::filesystem::remove_all(dir);
 }
 
