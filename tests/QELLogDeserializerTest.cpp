@@ -875,12 +875,17 @@ TEST(QELLogDeserializerTest, RandomBytesNeverCrashAndComeOutAsLines)
 
 namespace {
 
-const char* const APPEND_REPORT = "void QELLogDeserializer::append\\(const QELString ?&\\): Assertion `0' failed";
-const char* const LOAD_REPORT =
-    "QELBoolean QELLogDeserializer::deserializeLogEvent\\(QELLogEvent ?&, const QELString ?&, unsigned int, "
-    "unsigned int\\): Assertion `0' failed";
+// The reports name the family's source and a fixed line.
+const char* const APPEND_REPORT =
+    "QELLog\\.cpp:489: void QELLogDeserializer::append\\(const QELString ?&\\): Assertion `0' failed";
+#define QEL_DESERIALIZE_SIGNATURE \
+    "QELBoolean QELLogDeserializer::deserializeLogEvent\\(QELLogEvent ?&, const QELString ?&, unsigned int, " \
+    "unsigned int\\): Assertion `0' failed"
+const char* const LOAD_REPORT = "QELLog\\.cpp:368: " QEL_DESERIALIZE_SIGNATURE;
+const char* const ENTRY_POINT_REPORT = "QELLog\\.cpp:374: " QEL_DESERIALIZE_SIGNATURE;
 const char* const ATTRIBUTE_REPORT =
-    "void startLogEventElement\\(void ?\\*, const char ?\\*, const char ?\\*\\*\\): Assertion `0' failed";
+    "QELLog\\.cpp:333: void startLogEventElement\\(void ?\\*, const char ?\\*, const char ?\\*\\*\\): "
+    "Assertion `0' failed";
 
 } // namespace
 
@@ -933,7 +938,7 @@ void feedRecordWithCompanionIn(const char* directory)
             QELLogDeserializer d(NULL);
             d.append(QELString(frame(SAMPLE_RECORD).c_str()));
         },
-        LOAD_REPORT);
+        ENTRY_POINT_REPORT);
     unsetenv("LD_LIBRARY_PATH");
 }
 
