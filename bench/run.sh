@@ -11,8 +11,11 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build-bench}
 jobs=${QEL_BENCH_JOBS:-2}
-out=$(mktemp -d)
-trap 'rm -rf "$out"' EXIT
+# The JSON of each program stays in $build/bench-results/{on,off}, so that
+# bench/results.py can rewrite RESULTS.md from them (e.g. after editing
+# bench/NOTES.md) without running the suite again.
+out=$build/bench-results
+rm -rf "$out"
 
 configure_and_build() { # dir assertions
     cmake -S "$root" -B "$1" -DCMAKE_BUILD_TYPE=Release -DQEL_BUILD_BENCH=ON -DQEL_ASSERTIONS="$2" \
@@ -21,12 +24,15 @@ configure_and_build() { # dir assertions
 }
 
 # Per-program options: short microbenchmarks are repeated and the median
-# taken; the heavy ones fix their own iteration counts in the source.
+# taken; the heavy ones fix their own iteration counts in the source. The
+# start-up benchmarks measure wall time on a possibly shared machine, so their
+# repetitions run in random interleaved order and a busy moment hits both sides.
 options_for() {
     case "$1" in
-        QELString|QELDate|QELLog|QELSetup) echo "--benchmark_min_time=0.2 --benchmark_repetitions=3" ;;
-        QELContainer) echo "--benchmark_min_time=0.3" ;;
-        *) echo "--benchmark_min_time=0.3" ;;
+        QELString|QELDate|QELLog) echo "--benchmark_min_time=0.1 --benchmark_repetitions=3" ;;
+        QELSetup|QELProcess)
+            echo "--benchmark_min_time=0.1 --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true" ;;
+        *) echo "--benchmark_min_time=0.2" ;;
     esac
 }
 
@@ -43,6 +49,7 @@ run_suite() { # build dir, results dir
 
 echo "Building with assertions (default) in $build" >&2
 configure_and_build "$build" ON
+mkdir -p "$out"
 echo "Building with -DQEL_ASSERTIONS=OFF in $build-noassert" >&2
 configure_and_build "$build-noassert" OFF
 
