@@ -25,8 +25,10 @@ std::string scratchPath()
     return (std::filesystem::temp_directory_path() / ("qel-fuzz-setup-" + std::to_string(getpid()) + ".xml")).string();
 }
 
-// The slash paths of the elements below `node`, in document order.
-void collectPaths(DOMNode* node, const std::string& path, std::vector<std::string>& paths)
+// The slash paths of the elements below `node`, in document order; only
+// paths that lead back to their own element (the first of equal siblings
+// answers for all of them).
+void collectPaths(QELSetup& setup, DOMNode* node, const std::string& path, std::vector<std::string>& paths)
 {
     for (DOMNode* child = node->getFirstChild(); child != nullptr && paths.size() < 64;
          child = child->getNextSibling()) {
@@ -34,8 +36,10 @@ void collectPaths(DOMNode* node, const std::string& path, std::vector<std::strin
             continue;
         QELString name(reinterpret_cast<const uchar*>(child->getNodeName()));
         std::string childPath = path.empty() ? std::string(name.p) : path + "/" + name.p;
+        if (setup.findNode(QELString(childPath.c_str())) != child)
+            continue;
         paths.push_back(childPath);
-        collectPaths(child, childPath, paths);
+        collectPaths(setup, child, childPath, paths);
     }
 }
 
@@ -100,12 +104,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             return 0;
         DOMNode* root = setup.findSubNode(setup.document, QELString("Setup"));
         if (root != nullptr)
-            collectPaths(root, "", paths);
+            collectPaths(setup, root, "", paths);
         if (!paths.empty() && paths.size() < 64) {
             const std::string& target = paths[newValue.size() % paths.size()];
             FUZZ_CHECK(setup.setValue(QELString(target.c_str()), QELString(newValue.c_str())));
             FUZZ_CHECK(std::string(setup.getValue(QELString(target.c_str())).p) == newValue);
-            collectPaths(root, "", paths = {});
+            paths.clear();
+            collectPaths(setup, root, "", paths);
         }
         for (const std::string& p : paths) {
             FUZZ_CHECK(setup.findNode(QELString(p.c_str())) != nullptr);
