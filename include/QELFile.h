@@ -87,7 +87,7 @@ public:
     void setDataEncoding(const QELString& name);
     QELString getDataEncoding() const;
 
-private:
+    // Sets the path from p, completed from PWD when p is relative.
     void computeAbsolutePath(const QELString& p);
 };
 

@@ -116,7 +116,8 @@ public:
     // The sentinel node standing for every empty child.
     QELRBTreeNode* sentinel() const { return _first->left; }
 
-protected:
+    // The node operations and the repair steps are public so that derived
+    // trees and callers that keep node pointers can use them.
     // Null for a null item, or when unique and an equal item is held.
     virtual QELRBTreeNode* addNode(const QELContainerItem* item, bool unique = false);
     // The leftmost node holding this very pointer, or null.

@@ -67,7 +67,6 @@ public:
     // text has no placeholder or a number lies outside 0..maxParameterNumber.
     QELString createParametrizedText(void* values) const;
 
-protected:
     // Counts (countOnly) or tokenises the text; does nothing once tokenised.
     void preprocessParameters(bool countOnly);
 };
