@@ -29,7 +29,8 @@ configure_and_build() { # dir assertions
 # repetitions run in random interleaved order and a busy moment hits both sides.
 options_for() {
     case "$1" in
-        QELString|QELDate|QELLog) echo "--benchmark_min_time=0.1 --benchmark_repetitions=3" ;;
+        QELString|QELDate|QELLog|QELContainer|QELEncoding)
+            echo "--benchmark_min_time=0.1 --benchmark_repetitions=3" ;;
         QELSetup|QELProcess)
             echo "--benchmark_min_time=0.1 --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true" ;;
         *) echo "--benchmark_min_time=0.2" ;;
