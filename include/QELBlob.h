@@ -78,7 +78,7 @@ public:
     using QELGBlob::add;
 
     // n uninitialised owned bytes; 0 gives the canonical empty blob.
-    explicit QELBlob(unsigned int n = 0);
+    QELBlob(unsigned int n = 0);
     // The strlen(s) bytes of s; null or "" gives the empty blob.
     QELBlob(const char* s);
     // n bytes copied from data, left uninitialised when data is null.
@@ -115,7 +115,7 @@ public:
 // same bytes. The operator+ overloads on a QELTBlob append into its buffer.
 class QELTBlob : public QELGBlob {
 public:
-    explicit QELTBlob(unsigned int n = 0);
+    QELTBlob(unsigned int n = 0);
     QELTBlob(const QELTBlob& t);
     ~QELTBlob();
 
