@@ -22,8 +22,8 @@
 #include "QELLogDeserializer.h"
 #include "QELText.h"
 
-const QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
-const QELString QEL_LOG_EVENT_HEADER_END(" -->");
+QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
+QELString QEL_LOG_EVENT_HEADER_END(" -->");
 
 namespace {
 

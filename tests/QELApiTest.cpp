@@ -597,8 +597,8 @@ TEST(QELApiTest, ExceptionsAndLogsKeepTheirSignaturesAndSlots)
     EXPECT_TRUE((std::is_constructible<QELLogEvent, const QELString&, const QELString&, int, const QELString&>::value));
     EXPECT_TRUE((std::is_constructible<QELLogEventStreamPrinter, std::ostream&>::value));
     EXPECT_TRUE((std::is_constructible<QELLogDeserializer, QELLog*>::value));
-    const QELString& start = QEL_LOG_EVENT_HEADER_START;
-    const QELString& end = QEL_LOG_EVENT_HEADER_END;
+    QELString& start = QEL_LOG_EVENT_HEADER_START;
+    QELString& end = QEL_LOG_EVENT_HEADER_END;
     EXPECT_STREQ(start.p, "<!-- QELLog size=");
     EXPECT_STREQ(end.p, " -->");
     EXPECT_STREQ(MESSAGE_XML_TYPES[3], "WARNING");
