@@ -211,6 +211,10 @@ TEST(QELApiTest, EncodingAndTextFunctionsHaveTheirSignatures)
     EXPECT_EQ(m.argumentCount, 2);
     EXPECT_EQ(none.argumentCount, -1);
     EXPECT_EQ(m.countArguments("100%% %s"), 2);
+    // The template text comes first, so the message is usable as its text.
+    const QELString& asText = m;
+    EXPECT_EQ(static_cast<const void*>(&asText), static_cast<const void*>(&m));
+    EXPECT_TRUE(ascending({static_cast<const void*>(&m.wbuf), &m.argumentCount}));
 }
 
 // ------------------------------------------------------------------- blobs
@@ -411,6 +415,10 @@ TEST(QELApiTest, VectorsKeepTheirSignaturesAndSlots)
     EXPECT_EQ(list.size, 3);
     EXPECT_EQ(list.array_size, 3);
     EXPECT_EQ(list.findFirstElement(reinterpret_cast<const QELContainerKey*>(&b)), 1);
+    // One shared count: both protocol views reach the same virtual base.
+    _QELContainer* shared = &list;
+    EXPECT_EQ(shared, static_cast<_QELContainer*>(static_cast<QELArrayInterface*>(&list)));
+    EXPECT_EQ(shared, static_cast<_QELContainer*>(static_cast<QELContainer*>(&list)));
     QELArrayInterface& view = list;
     EXPECT_EQ(view[2], reinterpret_cast<QELContainerItem*>(&c));
     EXPECT_EQ(view.size, 3);
@@ -488,6 +496,8 @@ TEST(QELApiTest, HashtablesKeepTheirSignaturesAndSlots)
     HI hit(plain, true);
     EXPECT_TRUE(ascending({static_cast<const void*>(&hit.element), &hit.index}));
     EXPECT_EQ(hit.get(), reinterpret_cast<QELContainerItem*>(&one));
+    ASSERT_TRUE(hit.element != NULL);
+    EXPECT_TRUE(ascending({static_cast<const void*>(&hit.element->next), &hit.element->previous, &hit.element->data}));
     EXPECT_TRUE(plain.resize(8));
     EXPECT_EQ(countThrough(plain), 1);
     EXPECT_TRUE(QEL_HASHTABLE_INVARIANT(&plain));
