@@ -10,7 +10,6 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
 cmake --build build -j"$jobs"
 (cd build && ctest --output-on-failure -j"$jobs")
 
-cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DQEL_SANITIZE=ON \
-      -DQEL_BUILD_EXAMPLES=OFF -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g"
+cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DQEL_SANITIZE=ON -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g"
 cmake --build build-asan -j"$jobs"
 (cd build-asan && ctest --output-on-failure -j"$jobs")
