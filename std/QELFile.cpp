@@ -8,10 +8,6 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "QELConfiguration.h"
 #include "QELEncoding.h"
 
@@ -59,58 +55,35 @@ struct StreamBufferAccess : std::streambuf {
 };
 
 // The index of the first line feed among the n bytes at p, or n when there
-// is none. Sets nul when a NUL byte comes before that index.
+// is none. Sets nul when a NUL byte comes before that index. Both searches
+// are memchr (vectorised by the C library); the second one runs over bytes
+// the first has just brought into the cache.
 inline size_t findLineFeed(const char* p, size_t n, bool& nul)
 {
-    size_t i = 0;
-#if defined(__SSE2__)
-    const __m128i feed = _mm_set1_epi8('\n');
-    const __m128i zero = _mm_setzero_si128();
-    // Sixty-four bytes at a time while none of them is a line feed or a NUL,
-    // then sixteen at a time to place the first one.
-    for (; i + 64 <= n; i += 64) {
-        const __m128i v0 = _mm_loadu_si128((const __m128i*)(p + i));
-        const __m128i v1 = _mm_loadu_si128((const __m128i*)(p + i + 16));
-        const __m128i v2 = _mm_loadu_si128((const __m128i*)(p + i + 32));
-        const __m128i v3 = _mm_loadu_si128((const __m128i*)(p + i + 48));
-        const __m128i f = _mm_or_si128(
-            _mm_or_si128(_mm_cmpeq_epi8(v0, feed), _mm_cmpeq_epi8(v1, feed)),
-            _mm_or_si128(_mm_cmpeq_epi8(v2, feed), _mm_cmpeq_epi8(v3, feed)));
-        const __m128i z = _mm_or_si128(
-            _mm_or_si128(_mm_cmpeq_epi8(v0, zero), _mm_cmpeq_epi8(v1, zero)),
-            _mm_or_si128(_mm_cmpeq_epi8(v2, zero), _mm_cmpeq_epi8(v3, zero)));
-        if (_mm_movemask_epi8(_mm_or_si128(f, z)) != 0)
-            break;
-    }
-    for (; i + 16 <= n; i += 16) {
-        const __m128i v = _mm_loadu_si128((const __m128i*)(p + i));
-        const unsigned f = (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, feed));
-        const unsigned z = (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero));
-        if (f != 0) {
-            const unsigned k = (unsigned)__builtin_ctz(f);
-            if ((z & ((1u << k) - 1)) != 0)
-                nul = true;
-            return i + k;
-        }
-        if (z != 0)
-            nul = true;
-    }
-#endif
-    for (; i < n; i++) {
-        if (p[i] == '\n')
-            return i;
-        if (p[i] == '\0')
-            nul = true;
-    }
-    return n;
+    const char* feed = static_cast<const char*>(memchr(p, '\n', n));
+    if (feed == NULL)
+        return n; // the caller then reads through getline, NULs or not
+    const size_t k = (size_t)(feed - p);
+    if (k > 0 && memchr(p, '\0', k) != NULL)
+        nul = true;
+    return k;
 }
 
-// When the buffer already holds a line feed within the next 1023 characters,
-// consumes that physical line and its line feed, as getline(.., 1024, '\n')
-// would, and returns where the line lies in the buffer, with its length in
-// n. Returns null (consuming nothing) otherwise. Sets nul when the line
-// holds a NUL byte.
-inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul)
+// How a chunk taken from the stream's buffer ends (see bufferedLine).
+enum ChunkEnd {
+    CHUNK_LINE_END,      // its line feed was consumed: the line is complete
+    CHUNK_FULL,          // 1023 characters, and the physical line goes on
+    CHUNK_FULL_LINE_END, // 1023 characters, then the line feed (consumed)
+};
+
+// Takes the next chunk straight from the stream's buffer when the buffer
+// settles how getline(.., 1024, '\n') would end it: a line feed within the
+// next 1023 characters, or at least 1024 characters buffered. Consumes what
+// getline would (the chunk, and the line feed when it ends the chunk or
+// comes right after 1023 characters), sets n and how the chunk ends, and
+// returns where the chunk lies in the buffer. Returns null (consuming
+// nothing) otherwise. Sets nul when the chunk holds a NUL byte.
+inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul, ChunkEnd& ending)
 {
     if (b == NULL)
         return NULL;
@@ -118,14 +91,29 @@ inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul)
     const char* end = StreamBufferAccess::end(b);
     if (next == NULL || next >= end)
         return NULL;
-    size_t available = (size_t)(end - next);
+    const size_t buffered = (size_t)(end - next);
+    size_t available = buffered;
     if (available > 1023)
         available = 1023;
     const size_t feed = findLineFeed(next, available, nul);
-    if (feed == available)
-        return NULL;
-    n = feed;
-    StreamBufferAccess::advance(b, (int)n + 1);
+    if (feed < available) {
+        n = feed;
+        ending = CHUNK_LINE_END;
+        StreamBufferAccess::advance(b, (int)n + 1);
+        return next;
+    }
+    if (buffered < 1024)
+        return NULL; // getline would have to read on to know
+    if (memchr(next, '\0', 1023) != NULL)
+        nul = true;
+    n = 1023;
+    if (next[1023] == '\n') {
+        ending = CHUNK_FULL_LINE_END;
+        StreamBufferAccess::advance(b, 1024);
+    } else {
+        ending = CHUNK_FULL;
+        StreamBufferAccess::advance(b, 1023);
+    }
     return next;
 }
 
@@ -404,6 +392,7 @@ QELString QELFile::getFullLine(int flags)
     bool skipping = (flags & 0x40) != 0;
     bool emptyChunkDue = false;
     bool nul = false; // whether the text may hold a NUL byte
+    ChunkEnd ending = CHUNK_LINE_END;
     char chunk[1024];
     // The buffer that reads go through: the file's, unless setStdOut or
     // setStdErr replaced it.
@@ -420,10 +409,11 @@ QELString QELFile::getFullLine(int flags)
             n = 0;
             complete = true;
         } else if (stream.good() && stream.tie() == NULL &&
-                   (src = bufferedLine(input, n, nul)) != NULL) {
-            // The whole physical line, its line feed included, lies in the
-            // stream's buffer: it is taken from there as getline would.
-            complete = true;
+                   (src = bufferedLine(input, n, nul, ending)) != NULL) {
+            // The chunk lies in the stream's buffer: it is taken from there
+            // as getline would take it.
+            complete = ending == CHUNK_LINE_END;
+            emptyChunkDue = ending == CHUNK_FULL_LINE_END;
         } else {
             src = chunk;
             nul = true; // not looked for: the length is counted at the end
