@@ -62,9 +62,20 @@ QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
         return s;
     conversions++;
 
-    // Decode the whole text into UTF-16 with the source charset.
+    // Decode the whole text into UTF-16 with the source charset: measure
+    // first, then decode once into a buffer of that size. (ICU's UnicodeString
+    // constructor from bytes and a converter never returns on some SCSU texts
+    // whose UTF-16 form has more units than the text has bytes.)
     UErrorCode status = U_ZERO_ERROR;
-    icu::UnicodeString u(s.p, -1, from->converter, status);
+    int32_t units = ucnv_toUChars(from->converter, NULL, 0, s.p, -1, &status);
+    if (status == U_BUFFER_OVERFLOW_ERROR || status == U_STRING_NOT_TERMINATED_WARNING)
+        status = U_ZERO_ERROR;
+    icu::UnicodeString u;
+    if (U_SUCCESS(status) && units > 0) {
+        UChar* decoded = u.getBuffer(units + 1);
+        units = ucnv_toUChars(from->converter, decoded, units + 1, s.p, -1, &status);
+        u.releaseBuffer(U_SUCCESS(status) ? units : 0);
+    }
     if (U_FAILURE(status)) {
         failures++;
         ucnv_reset(from->converter);
