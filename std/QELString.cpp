@@ -643,11 +643,19 @@ __attribute__((target("avx2"))) static size_t qelHashChunksAvx2(const char* s, s
     return i;
 }
 
-static bool qelHaveAvx2()
+// Whether the processor has AVX2, asked once when the library is loaded. A
+// hash taken by another library's static initialiser before this one has run
+// sees false and takes the scalar road, which gives the same value.
+static bool qelDetectAvx2()
 {
-    static const bool have = (__builtin_cpu_init(), __builtin_cpu_supports("avx2") != 0);
-    return have;
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
 }
+static const bool qelHaveAvx2 = qelDetectAvx2();
+
+// From this many bytes on the AVX2 routine is used (measured: already at 64
+// bytes it takes half the time of the scalar blocks).
+static const size_t QEL_HASH_AVX2_MIN = 32;
 #endif
 
 // Hashes the bytes at s up to the first NUL; `n` bytes are known to be
@@ -659,7 +667,7 @@ __attribute__((always_inline)) static inline unsigned int qelHashText(const char
     unsigned int h = 0;
     size_t i = 0;
 #ifdef QEL_HASH_AVX2
-    if (n >= 32 && qelHaveAvx2())
+    if (n >= QEL_HASH_AVX2_MIN && qelHaveAvx2)
         i = qelHashChunksAvx2(s, n, &h);
 #endif
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
