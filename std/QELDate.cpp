@@ -326,15 +326,49 @@ QELString QELDate::getXmlTimestamp() const
 
 // --- System calls: clock, time zone and the system's calendar. ---
 
+// The UTC fields of `seconds`, exactly as gmtime gives them, computed here
+// (days to civil date in the proleptic Gregorian calendar) rather than
+// through gmtime, which takes the C library's time-zone lock on every call.
+// Values far enough out that the year could leave gmtime's int range
+// (about +-3.5e13 years) go to gmtime_r itself, which gives gmtime's result
+// and its failure.
 void QELDate::setDate(long seconds)
 {
-    time_t t = (time_t)seconds;
-    const tm* g = gmtime(&t);
-    if (g == nullptr) {
-        empty();
+    const long LIMIT = 1L << 50; // about 35 million years either way
+    if (seconds < -LIMIT || seconds > LIMIT) {
+        time_t t = (time_t)seconds;
+        tm g;
+        if (gmtime_r(&t, &g) == nullptr) {
+            empty();
+            return;
+        }
+        setFromTm(this, &g);
         return;
     }
-    setFromTm(this, g);
+    long days = seconds / 86400;
+    long rem = seconds % 86400;
+    if (rem < 0) {
+        rem += 86400;
+        days--;
+    }
+    // Days since 0000-03-01 in eras of 400 years (146097 days each).
+    const long z = days + 719468;
+    const long era = (z >= 0 ? z : z - 146096) / 146097;
+    const long doe = z - era * 146097;                                   // [0, 146096]
+    const long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365; // [0, 399]
+    const long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);             // [0, 365]
+    const long mp = (5 * doy + 2) / 153;                                  // [0, 11], March first
+    const long d = doy - (153 * mp + 2) / 5 + 1;                          // [1, 31]
+    const long m = mp < 10 ? mp + 3 : mp - 9;                             // [1, 12]
+    const long y = yoe + era * 400 + (m <= 2 ? 1 : 0);
+    tm g = {};
+    g.tm_year = (int)(y - 1900);
+    g.tm_mon = (int)(m - 1);
+    g.tm_mday = (int)d;
+    g.tm_hour = (int)(rem / 3600);
+    g.tm_min = (int)(rem % 3600 / 60);
+    g.tm_sec = (int)(rem % 60);
+    setFromTm(this, &g);
 }
 
 void QELDate::setDate()

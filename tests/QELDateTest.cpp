@@ -450,6 +450,52 @@ TEST_F(QELDateTest, RandomSecondsRoundTripThroughTheDate)
     }
 }
 
+TEST_F(QELDateTest, SecondsGiveTheFieldsOfGmtimeOverAWideRange)
+{
+    // The fields are computed without gmtime; every value must give what
+    // gmtime_r gives, the failure outside its year range included.
+    auto check = [](long s) {
+        QELDate d(s);
+        time_t t = (time_t)s;
+        tm g;
+        if (gmtime_r(&t, &g) == nullptr) {
+            ASSERT_TRUE(d.isNull) << s;
+            return;
+        }
+        ASSERT_FALSE(d.isNull) << s;
+        ASSERT_EQ(d.year, (int16_t)(g.tm_year + 1900)) << s;
+        ASSERT_EQ(d.month, g.tm_mon + 1) << s;
+        ASSERT_EQ(d.day, g.tm_mday) << s;
+        ASSERT_EQ(d.hour, g.tm_hour) << s;
+        ASSERT_EQ(d.minute, g.tm_min) << s;
+        ASSERT_EQ(d.second, g.tm_sec) << s;
+        ASSERT_EQ(d.fraction, 0u) << s;
+    };
+    const long edges[] = {
+        0, -1, 1, 86399, 86400, -86400, -86401, 951782400 /* 2000-02-29 */,
+        951868799, 951868800, -62135596800L /* 0001-01-01 */, -62135596801L,
+        -62167219200L /* 0000-01-01 */, -62167219201L, 253402300799L /* 9999-12-31 23:59:59 */,
+        253402300800L, 4102444800L /* 2100-03-01 */ - 86400, -2208988800L /* 1900-01-01 */,
+        (1L << 50), (1L << 50) + 1, -(1L << 50), -(1L << 50) - 1, LONG_MAX, LONG_MIN,
+        67767976233316800L, 67768036191676799L, 67768036191676800L, -67768040609740800L,
+        -67768040609740801L, INT32_MAX, INT32_MIN,
+    };
+    for (long s : edges)
+        check(s);
+    std::mt19937_64 rng(20061106);
+    // Every scale from seconds to the edge of gmtime's range, both signs.
+    for (int i = 0; i < 200000; i++) {
+        const int bits = (int)(rng() % 58);
+        long s = (long)(rng() & ((1UL << bits) - 1));
+        if (rng() & 1)
+            s = -s;
+        check(s);
+    }
+    std::uniform_int_distribution<long> years(-62167219200L * 2, 253402300799L * 2);
+    for (int i = 0; i < 200000; i++)
+        check(years(rng));
+}
+
 // --- Text forms ---
 
 TEST_F(QELDateTest, TextFormsFollowTheFixedFormats)
