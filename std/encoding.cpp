@@ -5,6 +5,7 @@
 
 #include <clocale>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
 
 #include <unicode/ucnv.h>
@@ -53,6 +54,52 @@ bool equivalentConverters(QELEncodingConverter* a, QELEncodingConverter* b)
         && a->maxCharSize == b->maxCharSize && strcmp(a->name.p, b->name.p) == 0;
 }
 
+// True when from is ICU's ISO-8859-1 converter and to its UTF-8 one.
+static inline bool isLatin1ToUtf8(QELEncodingConverter* from, QELEncodingConverter* to)
+{
+    if (ucnv_getType(from->converter) != UCNV_LATIN_1 || ucnv_getType(to->converter) != UCNV_UTF8)
+        return false;
+    UErrorCode status = U_ZERO_ERROR;
+    const char* fromName = ucnv_getName(from->converter, &status);
+    const char* toName = ucnv_getName(to->converter, &status);
+    return U_SUCCESS(status) && strcmp(fromName, "ISO-8859-1") == 0 && strcmp(toName, "UTF-8") == 0;
+}
+
+// Writes the n ISO-8859-1 bytes at in as UTF-8 at out (room for 2n bytes);
+// returns the number of bytes written. Eight bytes below 0x80 are copied at
+// once; other bytes one by one, without a branch on the byte's value.
+static size_t latin1ToUtf8(const char* in, size_t n, char* out)
+{
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(in);
+    unsigned char* q = reinterpret_cast<unsigned char*>(out);
+    size_t i = 0;
+    while (i + 8 <= n) {
+        uint64_t w;
+        memcpy(&w, p + i, 8);
+        if ((w & 0x8080808080808080ull) == 0) {
+            memcpy(q, &w, 8);
+            q += 8;
+            i += 8;
+            continue;
+        }
+        for (size_t end = i + 8; i < end; i++) {
+            const unsigned c = p[i];
+            const unsigned high = c >> 7;
+            q[0] = static_cast<unsigned char>(high ? 0xC0 | (c >> 6) : c);
+            q[1] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+            q += 1 + high;
+        }
+    }
+    for (; i < n; i++) {
+        const unsigned c = p[i];
+        const unsigned high = c >> 7;
+        q[0] = static_cast<unsigned char>(high ? 0xC0 | (c >> 6) : c);
+        q[1] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+        q += 1 + high;
+    }
+    return static_cast<size_t>(q - reinterpret_cast<unsigned char*>(out));
+}
+
 QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
                           QELEncodingConverter* to, int& conversions, int& failures)
 {
@@ -61,6 +108,25 @@ QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
     if (equivalentConverters(from, to))
         return s;
     conversions++;
+
+    // ISO-8859-1 to UTF-8 directly: every byte is the code point of the same
+    // value, below 0x80 copied, above written as two bytes, and none can
+    // fail. Same temporary, same size and same result as the road through
+    // UTF-16 below, without the 2n-byte UTF-16 string.
+    if (isLatin1ToUtf8(from, to)) {
+        const size_t n = strlen(s.p);
+        if (n < (1u << 28)) {
+            int32_t room = static_cast<int32_t>(n) * to->maxCharSize;
+            QELString t;
+            t.resize(static_cast<unsigned int>(room) + 2);
+            char* buffer = t.lock();
+            buffer[room + 1] = '\0';
+            const size_t written = latin1ToUtf8(s.p, n, buffer);
+            buffer[written] = '\0';
+            t.unlock(false);
+            return t;
+        }
+    }
 
     // Decode the whole text into UTF-16 with the source charset: measure
     // first, then decode once into a buffer of that size. (ICU's UnicodeString

@@ -250,6 +250,52 @@ TEST(QELEncodingTest, Latin1RoundTripOfEveryByte)
     EXPECT_EQ(failures, 0);
 }
 
+// ISO-8859-1 to UTF-8 takes a direct road; it must give what ICU's own
+// conversion through UTF-16 gives, with the same counters and block rule.
+TEST(QELEncodingTest, Latin1ToUtf8DirectRoadMatchesIcu)
+{
+    QELEncodingConverter utf8{QELString("utf-8")}, latin{QELString("ISO-8859-1")};
+    ASSERT_STREQ(latin.name.p, "ISO-8859-1");
+    ASSERT_STREQ(utf8.name.p, "UTF-8");
+    auto icu = [](const std::string& in) {
+        std::vector<char> out(in.size() * 3 + 2);
+        UErrorCode status = U_ZERO_ERROR;
+        int32_t n = ucnv_convert("UTF-8", "ISO-8859-1", out.data(), (int32_t)out.size(), in.c_str(),
+                                 (int32_t)in.size(), &status);
+        EXPECT_TRUE(U_SUCCESS(status));
+        return std::string(out.data(), (size_t)n);
+    };
+    int conversions = 0, failures = 0, expectedConversions = 0;
+    auto check = [&](const std::string& in) {
+        QELString r = convertEncoding(QELString(in.c_str()), &latin, &utf8, conversions, failures);
+        expectedConversions++;
+        const std::string text = in.substr(0, strlen(in.c_str())); // up to the first NUL
+        ASSERT_EQ(str(r), icu(text)) << in;
+        ASSERT_TRUE(valid(r));
+        ASSERT_TRUE(exactCopy(r)) << r.len << " " << r.alloc;
+        ASSERT_EQ(conversions, expectedConversions);
+        ASSERT_EQ(failures, 0);
+    };
+    for (int b = 0; b < 256; b++) {
+        check(std::string(1, static_cast<char>(b)));
+        check(std::string("ab") + static_cast<char>(b) + "cdefghijklmnop" + static_cast<char>(b));
+    }
+    check("");
+    std::mt19937 rng(88591);
+    for (int i = 0; i < 3000; i++) {
+        std::string in;
+        const size_t n = rng() % 200;
+        const unsigned highShare = rng() % 101;
+        for (size_t k = 0; k < n; k++) {
+            unsigned c = rng() % 100 < highShare ? 0x80 + rng() % 128 : 1 + rng() % 127;
+            in += static_cast<char>(c);
+        }
+        if (rng() % 10 == 0 && n > 0)
+            in[rng() % n] = '\0'; // the text ends there
+        check(in);
+    }
+}
+
 TEST(QELEncodingTest, EncodeOverflowCountsAFailureAndReturnsTheInput)
 {
     // One character in ISO-2022-JP needs its escape sequences on both
