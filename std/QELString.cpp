@@ -592,47 +592,45 @@ static constexpr unsigned int qelPow31Of(int e)
     return r;
 }
 
-// 31^(31 - k) for k = 0..31: the weight of each of the 32 lanes.
+// 31^(28 - 4j) for j = 0..7: the weight of lane j, which holds bytes
+// 4j .. 4j + 3 of a 32-byte chunk.
 struct QELLaneWeights {
-    unsigned int w[32];
+    unsigned int w[8];
     constexpr QELLaneWeights() : w()
     {
-        for (int k = 0; k < 32; k++)
-            w[k] = qelPow31Of(31 - k);
+        for (int j = 0; j < 8; j++)
+            w[j] = qelPow31Of(28 - 4 * j);
     }
 };
 alignas(32) static constexpr QELLaneWeights qelLaneWeightsTable;
-static const unsigned int* const qelLaneWeights = qelLaneWeightsTable.w;
 
 // Hashes whole 32-byte chunks of [s, s + n) into h while none holds a NUL;
 // returns the number of bytes consumed (a multiple of 32).
 __attribute__((target("avx2"))) static size_t qelHashChunksAvx2(const char* s, size_t n, unsigned int* hp)
 {
-    // Four accumulators of eight lanes: byte 32k + 8a + j goes to lane j of
-    // accumulator a, each step multiplying by 31^32.
+    // Each chunk is folded into eight 32-bit lanes of four bytes each
+    // (31^3 b0 + 31^2 b1 + 31 b2 + b3, bytes signed) by two multiply-adds:
+    // bytes times (31, 1) into 16-bit pairs, pairs times (961, 1) into the
+    // lanes; the values are small, so nothing saturates. The lanes of all
+    // chunks accumulate as acc * 31^32 + lanes (wrapping, like the hash).
     const unsigned int p32 = qelPow31Of(32);
     const __m256i mul = _mm256_set1_epi32(static_cast<int>(p32));
+    const __m256i pairWeights = _mm256_set1_epi16(0x011F);   // bytes 31, 1
+    const __m256i quadWeights = _mm256_set1_epi32(0x000103C1); // words 961, 1
     const __m256i zero = _mm256_setzero_si256();
-    __m256i a0 = zero, a1 = zero, a2 = zero, a3 = zero;
+    __m256i acc = zero;
     size_t i = 0;
     for (; i + 32 <= n; i += 32) {
         __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i));
         if (_mm256_movemask_epi8(_mm256_cmpeq_epi8(v, zero)) != 0)
             break;
-        __m128i lo = _mm256_castsi256_si128(v);
-        __m128i hi = _mm256_extracti128_si256(v, 1);
-        a0 = _mm256_add_epi32(_mm256_mullo_epi32(a0, mul), _mm256_cvtepi8_epi32(lo));
-        a1 = _mm256_add_epi32(_mm256_mullo_epi32(a1, mul), _mm256_cvtepi8_epi32(_mm_srli_si128(lo, 8)));
-        a2 = _mm256_add_epi32(_mm256_mullo_epi32(a2, mul), _mm256_cvtepi8_epi32(hi));
-        a3 = _mm256_add_epi32(_mm256_mullo_epi32(a3, mul), _mm256_cvtepi8_epi32(_mm_srli_si128(hi, 8)));
+        const __m256i lanes = _mm256_madd_epi16(_mm256_maddubs_epi16(pairWeights, v), quadWeights);
+        acc = _mm256_add_epi32(_mm256_mullo_epi32(acc, mul), lanes);
     }
     if (i == 0)
         return 0;
-    // Lane j of accumulator a weighs 31^(31 - 8a - j): weigh, then sum all.
-    const __m256i* w = reinterpret_cast<const __m256i*>(qelLaneWeights);
-    __m256i sum = _mm256_add_epi32(
-        _mm256_add_epi32(_mm256_mullo_epi32(a0, _mm256_load_si256(w)), _mm256_mullo_epi32(a1, _mm256_load_si256(w + 1))),
-        _mm256_add_epi32(_mm256_mullo_epi32(a2, _mm256_load_si256(w + 2)), _mm256_mullo_epi32(a3, _mm256_load_si256(w + 3))));
+    // Weigh each lane by its place in a chunk, then sum the eight.
+    __m256i sum = _mm256_mullo_epi32(acc, _mm256_load_si256(reinterpret_cast<const __m256i*>(qelLaneWeightsTable.w)));
     __m128i s4 = _mm_add_epi32(_mm256_castsi256_si128(sum), _mm256_extracti128_si256(sum, 1));
     s4 = _mm_add_epi32(s4, _mm_shuffle_epi32(s4, 0x4E));
     s4 = _mm_add_epi32(s4, _mm_shuffle_epi32(s4, 0xB1));
