@@ -143,6 +143,11 @@ Child runChild(const char* test, const std::vector<std::pair<const char*, const 
         names.push_back(change.first);
         values.push_back(change.second != nullptr ? change.second : "");
     }
+    char self[4096];
+    ssize_t selfLength = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (selfLength <= 0)
+        return { -1, "cannot find this executable" };
+    self[selfLength] = '\0';
     int fds[2];
     if (pipe(fds) != 0)
         return { -1, "pipe failed" };
@@ -158,7 +163,9 @@ Child runChild(const char* test, const std::vector<std::pair<const char*, const 
             else
                 unsetenv(names[i].c_str());
         }
-        execl("/proc/self/exe", "test_QELConfiguration", filter.c_str(), "--gtest_also_run_disabled_tests",
+        // The resolved path rather than /proc/self/exe, which a tool such as
+        // valgrind would resolve to itself.
+        execl(self, "test_QELConfiguration", filter.c_str(), "--gtest_also_run_disabled_tests",
               static_cast<char*>(nullptr));
         _exit(127); // exec failed: leave without running this process's exit handlers
     }
