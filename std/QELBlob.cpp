@@ -1,5 +1,6 @@
 // QELBlob: counted byte buffers, their temporaries and concatenation.
 #include "QELBlob.h"
+#include "QELVariadicList.h"
 
 #include <cstdarg>
 #include <cstdint>
@@ -148,29 +149,9 @@ QELGBlob& QELGBlob::add(const QELGBlob* first, ...)
 {
     va_list ap;
     va_start(ap, first);
-    size_t n = 0;
-    if (first != NULL) {
-        va_list aq;
-        va_copy(aq, ap);
-        n = 1;
-        while (va_arg(aq, const QELGBlob*) != NULL)
-            n++;
-        va_end(aq);
-    }
-    const QELGBlob* local[16];
-    const QELGBlob** list = n < 16 ? local
-        : static_cast<const QELGBlob**>(malloc((n + 1) * sizeof(const QELGBlob*)));
-    if (n > 0) {
-        list[0] = first;
-        for (size_t i = 1; i < n; i++)
-            list[i] = va_arg(ap, const QELGBlob*);
-    }
-    list[n] = NULL;
+    QELVariadicList<const QELGBlob*> list(first, ap);
     va_end(ap);
-    add(list);
-    if (list != local)
-        free(list);
-    return *this;
+    return add(list.get());
 }
 
 QELGBlob& QELGBlob::add(const char* const* list)
@@ -204,29 +185,9 @@ QELGBlob& QELGBlob::add(const char* first, ...)
 {
     va_list ap;
     va_start(ap, first);
-    size_t n = 0;
-    if (first != NULL) {
-        va_list aq;
-        va_copy(aq, ap);
-        n = 1;
-        while (va_arg(aq, const char*) != NULL)
-            n++;
-        va_end(aq);
-    }
-    const char* local[16];
-    const char** list = n < 16 ? local
-        : static_cast<const char**>(malloc((n + 1) * sizeof(const char*)));
-    if (n > 0) {
-        list[0] = first;
-        for (size_t i = 1; i < n; i++)
-            list[i] = va_arg(ap, const char*);
-    }
-    list[n] = NULL;
+    QELVariadicList<const char*> list(first, ap);
     va_end(ap);
-    add(list);
-    if (list != local)
-        free(list);
-    return *this;
+    return add(list.get());
 }
 
 void QELGBlob::empty()

@@ -1,6 +1,7 @@
 // QELString: construction, assignment, growth, lock/wrap, hashing and the
 // derived substring, case, escape, trim and UTF-16 operations.
 #include "QELString.h"
+#include "QELVariadicList.h"
 
 #include <climits>
 #include <cstdarg>
@@ -367,28 +368,10 @@ QELString& QELString::add(const QELString* const* list)
 QELString& QELString::add(const QELString* first, ...)
 {
     va_list ap;
-    size_t count = 0;
-    if (first != NULL) {
-        count = 1;
-        va_start(ap, first);
-        while (va_arg(ap, const QELString*) != NULL)
-            count++;
-        va_end(ap);
-    }
-    const QELString* local[16];
-    const QELString** list = count < 16 ? local
-        : static_cast<const QELString**>(malloc((count + 1) * sizeof(const QELString*)));
-    list[0] = first;
-    if (first != NULL) {
-        va_start(ap, first);
-        for (size_t i = 1; i <= count; i++)
-            list[i] = va_arg(ap, const QELString*);
-        va_end(ap);
-    }
-    add(list);
-    if (list != local)
-        free(list);
-    return *this;
+    va_start(ap, first);
+    QELVariadicList<const QELString*> list(first, ap);
+    va_end(ap);
+    return add(list.get());
 }
 
 // Plain NUL-terminated strings, one exact resize, terminator written once.
@@ -431,28 +414,10 @@ QELString& QELString::add(const char* const* list)
 QELString& QELString::add(const char* first, ...)
 {
     va_list ap;
-    size_t count = 0;
-    if (first != NULL) {
-        count = 1;
-        va_start(ap, first);
-        while (va_arg(ap, const char*) != NULL)
-            count++;
-        va_end(ap);
-    }
-    const char* local[16];
-    const char** list = count < 16 ? local
-        : static_cast<const char**>(malloc((count + 1) * sizeof(const char*)));
-    list[0] = first;
-    if (first != NULL) {
-        va_start(ap, first);
-        for (size_t i = 1; i <= count; i++)
-            list[i] = va_arg(ap, const char*);
-        va_end(ap);
-    }
-    add(list);
-    if (list != local)
-        free(list);
-    return *this;
+    va_start(ap, first);
+    QELVariadicList<const char*> list(first, ap);
+    va_end(ap);
+    return add(list.get());
 }
 
 // ---------------------------------------------------------------------------
