@@ -156,6 +156,8 @@ QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
     buffer[room + 1] = '\0';
     status = U_ZERO_ERROR;
     u.extract(buffer, room + 1, to->converter, status);
+    if (U_FAILURE(status))
+        buffer[0] = '\0'; // the temporary is dropped: no unwritten byte is read
     t.unlock(false);
     if (U_FAILURE(status)) {
         failures++;
