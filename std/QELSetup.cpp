@@ -2,7 +2,9 @@
 // through the Xerces-C DOM.
 #include "QELSetup.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -99,14 +101,27 @@ QELSetup::~QELSetup()
         XMLPlatformUtils::Terminate();
 }
 
+// Whether the file opens and its first byte (if any) can be read.
+static bool firstByteReadable(const char* path)
+{
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    char byte;
+    ssize_t n = ::read(fd, &byte, 1);
+    close(fd);
+    return n >= 0;
+}
+
 bool QELSetup::read()
 {
     struct stat st;
     if (stat(fileName.p, &st) != 0)
         return false;
-    // A directory would fail to parse anyway; the parser leaks a little
+    // A file whose first byte cannot be read (a directory, /proc/self/mem,
+    // no permission) would fail to parse anyway; the parser leaks a little
     // when it tries, so it is refused here.
-    if (S_ISDIR(st.st_mode))
+    if (!firstByteReadable(fileName.p))
         return false;
     try {
         XMLPlatformUtils::Initialize();
