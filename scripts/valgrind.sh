@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs every test program of a build under valgrind memcheck, two at a time;
+# Runs every test program of a build under valgrind memcheck, one at a time;
 # any memory error or definite leak fails (the wchars() cache is suppressed).
 # Usage: scripts/valgrind.sh [BUILD_DIR]   (default: build)
 set -uo pipefail
@@ -16,12 +16,12 @@ run_one() {
         echo "valgrind: $name clean"
     else
         echo "valgrind: $name FAILED"
-        tail -40 "$logs/$name.log"
+        grep -E -A8 "^==[0-9]+== [A-Z0-9]|Failure$|FAILED" "$logs/$name.log" | head -80
         return 1
     fi
 }
 export -f run_one
-ls "$build"/bin/test_* | xargs -P 2 -I{} bash -c 'run_one "$1" "$2"' _ {} "$logs"
+ls "$build"/bin/test_* | xargs -P 1 -I{} bash -c 'run_one "$1" "$2"' _ {} "$logs"
 status=$?
 rm -rf "$logs"
 exit $status
