@@ -155,7 +155,7 @@ QELDate& QELDate::operator=(const QELDate& d)
 // Copies a broken-down time into the date fields, fraction 0.
 static void setFromTm(QELDate* date, const tm* t)
 {
-    date->year = (int16_t)(t->tm_year + 1900);
+    date->year = (int16_t)((unsigned)t->tm_year + 1900u); // wraps, without overflow, for huge years
     date->month = (uint16_t)(t->tm_mon + 1);
     date->day = (uint16_t)t->tm_mday;
     date->hour = (uint16_t)t->tm_hour;

@@ -463,7 +463,7 @@ TEST_F(QELDateTest, SecondsGiveTheFieldsOfGmtimeOverAWideRange)
             return;
         }
         ASSERT_FALSE(d.isNull) << s;
-        ASSERT_EQ(d.year, (int16_t)(g.tm_year + 1900)) << s;
+        ASSERT_EQ(d.year, (int16_t)((unsigned)g.tm_year + 1900u)) << s;
         ASSERT_EQ(d.month, g.tm_mon + 1) << s;
         ASSERT_EQ(d.day, g.tm_mday) << s;
         ASSERT_EQ(d.hour, g.tm_hour) << s;
