@@ -31,7 +31,7 @@ int QELMessage::countArguments(const char* text)
         if (*p == '%') {
             // "%s" is one argument; "%%" is skipped (p++) and counted too.
             QEL_ASSERT((*(p+1)=='s') || (*(p+1)=='%' && p++));
-#ifdef NDEBUG
+#ifdef NDEBUG // a build with QEL_ASSERTIONS=OFF drops the assertion and its skip
             if (*(p + 1) == '%')  // the skip the assertion would have made
                 p++;
 #endif
