@@ -3,6 +3,8 @@
 // comparison against std::multiset with every red-black property re-checked.
 #include <gtest/gtest.h>
 
+#include "QELDeathTestPatterns.h"
+
 #include <algorithm>
 #include <cstring>
 #include <random>
@@ -157,38 +159,6 @@ std::vector<const Item*> ReverseContents(const QELRBTree& t)
 }
 
 // Escapes a literal text for a POSIX extended regular expression.
-std::string Quote(const std::string& s)
-{
-    std::string r;
-    for (char c : s) {
-        if (strchr("\\^$.|?*+()[]{}", c) != NULL)
-            r += '\\';
-        r += c;
-    }
-    return r;
-}
-
-// A signature as g++ prints it ("T* f(const U&)"); clang writes "T *f(const
-// U &)", so a space may stand on either side of each '*' and '&'.
-std::string Signature(const std::string& s)
-{
-    std::string r;
-    for (size_t i = 0; i < s.size(); i++) {
-        char c = s[i];
-        if (c == '*' || c == '&') {
-            r += std::string(" ?") + (c == '*' ? "\\*" : "&") + " ?";
-            if (i + 1 < s.size() && s[i + 1] == ' ')
-                i++;
-        } else if (strchr("\\^$.|?+()[]{}", c) != NULL) {
-            r += '\\';
-            r += c;
-        } else {
-            r += c;
-        }
-    }
-    return r;
-}
-
 #define QEL_STR2(x) #x
 #define QEL_XSTR(x) QEL_STR2(x)
 

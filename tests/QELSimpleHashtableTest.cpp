@@ -4,6 +4,8 @@
 // comparisons against std::map and std::unordered_map.
 #include <gtest/gtest.h>
 
+#include "QELDeathTestPatterns.h"
+
 #include <cctype>
 #include <cstring>
 #include <map>
@@ -29,38 +31,6 @@ int Value::alive = 0;
 const QELContainerKey* SK(const QELString& s) { return reinterpret_cast<const QELContainerKey*>(&s); }
 const QELContainerKey* LK(const long* k) { return reinterpret_cast<const QELContainerKey*>(k); }
 Value* V(QELContainerItem* p) { return reinterpret_cast<Value*>(p); }
-
-std::string Quote(const std::string& s)
-{
-    std::string r;
-    for (char c : s) {
-        if (strchr("\\^$.|?*+()[]{}", c) != NULL)
-            r += '\\';
-        r += c;
-    }
-    return r;
-}
-
-// A signature as g++ prints it ("T* f(const U&)"); clang writes "T *f(const
-// U &)", so a space may stand on either side of each '*' and '&'.
-std::string Signature(const std::string& s)
-{
-    std::string r;
-    for (size_t i = 0; i < s.size(); i++) {
-        char c = s[i];
-        if (c == '*' || c == '&') {
-            r += std::string(" ?") + (c == '*' ? "\\*" : "&") + " ?";
-            if (i + 1 < s.size() && s[i + 1] == ' ')
-                i++;
-        } else if (strchr("\\^$.|?+()[]{}", c) != NULL) {
-            r += '\\';
-            r += c;
-        } else {
-            r += c;
-        }
-    }
-    return r;
-}
 
 const char* const kTableInvariant =
     "( ( ((this)->size>=0) && ((this)->table!=__null) && ((this)->table_mask>0) ) || "
