@@ -4,6 +4,8 @@
 # corpus, then prints the executions and the coverage reached per target.
 #   fuzz/run.sh [SECONDS] [TARGET...]
 # BUILD_DIR overrides the build tree (default build-fuzz beside fuzz/).
+# FUZZ_SEED fixes libFuzzer's random seed (default 0: a new one each run), so
+# that a run can be repeated input for input.
 set -u
 SECONDS_PER_TARGET=${1:-60}
 shift || true
@@ -40,7 +42,7 @@ for t in "${TARGETS[@]}"; do
   [ -f "$FUZZ_DIR/$t.dict" ] && dict=(-dict="$FUZZ_DIR/$t.dict")
   log="$WORK/$t.log"
   "$BUILD/bin/$t" "$corpus" "${dict[@]}" -max_total_time="$SECONDS_PER_TARGET" \
-    -max_len=4096 -timeout=20 -rss_limit_mb=2560 -print_final_stats=1 \
+    -seed="${FUZZ_SEED:-0}" -max_len=4096 -timeout=20 -rss_limit_mb=2560 -print_final_stats=1 \
     -artifact_prefix="$WORK/artifacts-$t/" >"$log" 2>&1
   rc=$?
   execs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' | tail -1)
@@ -49,5 +51,7 @@ for t in "${TARGETS[@]}"; do
   result=ok
   if [ $rc -ne 0 ]; then result="FAILED (rc $rc, see $log)"; status=1; fi
   printf '%-18s %12s %8s %8s %s\n' "$t" "${execs:-?}" "${cov:-?}" "${ft:-?}" "$result"
+  # What went wrong, where the log itself may not be kept (a CI run).
+  [ $rc -ne 0 ] && grep -m8 -E 'property failed|ERROR:|SUMMARY:|^ *#[0-9]+ 0x.* in (QEL|LLVMFuzzerTestOneInput)' "$log" | sed 's/^/    /'
 done
 exit $status

@@ -12,6 +12,7 @@
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -72,6 +73,12 @@ public:
         return false;
     }
 };
+
+// How many entity references one read may expand. A setup file needs few if
+// any; the bound turns a file of nested entities (a few kilobytes expanding
+// to gigabytes) into a parse error instead of hours of work and the memory
+// of the machine.
+constexpr XMLSize_t ENTITY_EXPANSION_LIMIT = 10000;
 
 DOMImplementationLS* lsImplementation()
 {
@@ -140,12 +147,15 @@ bool QELSetup::read()
         document = nullptr;
     }
     ParseErrorFlag errors;
+    SecurityManager limits;
+    limits.setEntityExpansionLimit(ENTITY_EXPANSION_LIMIT);
     try {
         DOMImplementationLS* impl = lsImplementation();
         if (impl == nullptr)
             return false;
         parser = impl->createLSParser(DOMImplementationLS::MODE_SYNCHRONOUS, nullptr);
         parser->getDomConfig()->setParameter(XMLUni::fgDOMErrorHandler, static_cast<DOMErrorHandler*>(&errors));
+        parser->getDomConfig()->setParameter(XMLUni::fgXercesSecurityManager, static_cast<const void*>(&limits));
         document = parser->parseURI(toXMLCh(fileName.wchars()));
     } catch (...) {
         errors.failed = true;
@@ -154,6 +164,7 @@ bool QELSetup::read()
     if (parser != nullptr) {
         try {
             parser->getDomConfig()->setParameter(XMLUni::fgDOMErrorHandler, static_cast<const void*>(nullptr));
+            parser->getDomConfig()->setParameter(XMLUni::fgXercesSecurityManager, static_cast<const void*>(nullptr));
         } catch (...) {
         }
     }

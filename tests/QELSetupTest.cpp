@@ -400,6 +400,54 @@ TEST_F(QELSetupTest, BadFilesAreReportedWithoutThrowing)
     }
 }
 
+namespace {
+
+// A document whose entity `e<levels>` expands `fanOut`^levels copies of a
+// ten-byte text, referenced once from Setup/Home.
+std::string nestedEntities(int levels, int fanOut)
+{
+    std::string doctype = "<!DOCTYPE Setup [<!ENTITY e0 \"0123456789\">";
+    for (int level = 1; level <= levels; level++) {
+        std::string body;
+        for (int i = 0; i < fanOut; i++)
+            body += "&e" + std::to_string(level - 1) + ";";
+        doctype += "<!ENTITY e" + std::to_string(level) + " \"" + body + "\">";
+    }
+    return doctype + "]><Setup><Home>&e" + std::to_string(levels) + ";</Home></Setup>";
+}
+
+} // namespace
+
+TEST_F(QELSetupTest, EntitiesAreExpandedInValues)
+{
+    QELSetup setup(QELString(writeFile("QELSetup.xml", nestedEntities(2, 3)).c_str()));
+    ASSERT_TRUE(setup.read());
+    // The document type node is also a child of the document named "Setup",
+    // and the first one, so paths from the document find nothing here; the
+    // root element is asked directly.
+    EXPECT_EQ(setup.findSubNode(setup.document, QELString("Setup")), setup.document->getDoctype());
+    EXPECT_EQ(value(setup, "Home"), "");
+    xercesc::DOMNode* home = setup.findSubNode(setup.document->getDocumentElement(), QELString("Home"));
+    ASSERT_NE(home, nullptr);
+    std::string expected;
+    for (int i = 0; i < 9; i++)
+        expected += "0123456789";
+    EXPECT_EQ(std::string(QELString(reinterpret_cast<const uchar*>(home->getTextContent())).p), expected);
+}
+
+TEST_F(QELSetupTest, NestedEntitiesExpandingWithoutBoundAreRefused)
+{
+    // 40^5 = 10^8 references, a gigabyte of text from a 1 KB file: the read
+    // stops at ten thousand expansions and reports a bad file.
+    std::string content = nestedEntities(5, 40);
+    std::string file = writeFile("QELSetup.xml", content);
+    QELSetup setup(QELString(file.c_str()));
+    EXPECT_FALSE(setup.read());
+    EXPECT_EQ(setup.document, nullptr);
+    EXPECT_EQ(value(setup, "Home"), "");
+    EXPECT_EQ(readFile(file), content);
+}
+
 TEST_F(QELSetupTest, ADirectoryIsNotASetupFile)
 {
     QELSetup setup(QELString(dir.c_str()));
