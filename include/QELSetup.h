@@ -32,7 +32,8 @@ public:
     ~QELSetup();
 
     // Parses the file. Returns false when the file does not exist, the XML
-    // platform cannot start or the file is not well-formed XML.
+    // platform cannot start or the file is not well-formed XML, and when its
+    // entities would expand more than ten thousand references.
     bool read();
     // Writes the whole document back to the file. Returns false when no
     // document was read, serialising fails or the file cannot be opened.
