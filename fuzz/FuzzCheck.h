@@ -1,10 +1,12 @@
-// FuzzCheck: the property check shared by the fuzz targets. A failed
-// property prints what was expected and stops, so libFuzzer keeps the input.
+// FuzzCheck: what the fuzz targets share. A failed property prints what was
+// expected and stops, so libFuzzer keeps the input.
 #ifndef QEL_FUZZ_CHECK_H
 #define QEL_FUZZ_CHECK_H
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <string>
 
 #define FUZZ_CHECK(cond)                                                              \
     do {                                                                              \
@@ -13,5 +15,12 @@
             abort();                                                                  \
         }                                                                             \
     } while (0)
+
+// The text up to its first NUL, for the APIs that take C strings.
+inline std::string nulFree(std::string s)
+{
+    s.resize(strlen(s.c_str()));
+    return s;
+}
 
 #endif

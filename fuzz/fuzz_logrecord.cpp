@@ -53,12 +53,6 @@ bool carried(const std::string& s, bool attribute)
     return true;
 }
 
-std::string nulFree(std::string s)
-{
-    s.resize(strlen(s.c_str()));
-    return s;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -95,12 +95,6 @@ void check(const QELParameterizedTextLiteral& l, const std::string& text)
     FUZZ_CHECK(std::string(l.createParametrizedText(nullptr).p) == bare);
 }
 
-std::string nulFree(std::string s)
-{
-    s.resize(strlen(s.c_str()));
-    return s;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -14,6 +14,7 @@
 
 #include "QELBlob.h"
 #include "QELString.h"
+#include "QELDeathTestPatterns.h"
 
 namespace {
 
@@ -750,18 +751,6 @@ TEST(QELBlobTest, HashEqualsStringHash)
 
 namespace {
 
-// Escapes a literal text for a POSIX extended regular expression.
-std::string re(const std::string& s)
-{
-    std::string out;
-    for (char c : s) {
-        if (strchr("\\^$.|?*+()[]{}", c) != NULL)
-            out += '\\';
-        out += c;
-    }
-    return out;
-}
-
 // The invariant text with `this` replaced by the operand as it is printed.
 std::string invariantText(const std::string& x)
 {
@@ -769,32 +758,10 @@ std::string invariantText(const std::string& x)
         + ")->isWrap==true) ) || ( ((" + x + ")->p!=__null) ) ) )";
 }
 
-// The operation's signature as a regular expression. g++ prints it as
-// "const QELGBlob* const*"; clang spaces the declarators differently.
-std::string signature(const std::string& sig)
-{
-#ifdef __clang__
-    std::string out;
-    for (char c : sig) {
-        if (c == ' ')
-            out += " ?";
-        else if (c == '*')
-            out += " ?\\* ?";
-        else if (c == '&')
-            out += " ?& ?";
-        else
-            out += re(std::string(1, c));
-    }
-    return out;
-#else
-    return re(sig);
-#endif
-}
-
 // The report of a failed invariant of operand x in the operation sig.
 std::string report(const std::string& sig, const std::string& x)
 {
-    return "QELBlob\\.cpp:[0-9]+: " + signature(sig) + ": Assertion `" + re(invariantText(x)) + "' failed";
+    return "QELBlob\\.cpp:[0-9]+: " + Signature(sig) + ": Assertion `" + Quote(invariantText(x)) + "' failed";
 }
 
 void addEmptyListToCorruptBlob()

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "QELString.h"
+#include "QELDeathTestPatterns.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QEL_TEST_ASAN 1
@@ -1575,36 +1576,6 @@ TEST(QELStringTest, RandomOperationSequencesMatchAStdStringModel)
 // ---------------------------------------------------------------------------
 // Assertion reports
 
-// Escapes the POSIX extended regex specials of a literal text.
-std::string quoteRegex(const std::string& s)
-{
-    std::string r;
-    for (char c : s) {
-        if (strchr("\\^$.|?*+()[]{}", c) != NULL)
-            r += '\\';
-        r += c;
-    }
-    return r;
-}
-
-// A signature as g++ prints it ("QELString& f(const char*)"), also matching
-// clang's spelling ("QELString &f(const char *)").
-std::string signatureRegex(const std::string& s)
-{
-    std::string r;
-    for (size_t i = 0; i < s.size(); i++) {
-        char c = s[i];
-        if (c == '*' || c == '&') {
-            r += std::string(" ?") + (c == '*' ? "\\*" : "&") + " ?";
-            if (i + 1 < s.size() && s[i + 1] == ' ')
-                i++;
-        } else {
-            r += quoteRegex(std::string(1, c));
-        }
-    }
-    return r;
-}
-
 std::string invariantText(const std::string& operand)
 {
     std::string t = "( ( ( ((s)->len==0) && ((s)->p[0]=='\\0') ) || ( ((s)->len>0) && "
@@ -1624,7 +1595,7 @@ std::string invariantText(const std::string& operand)
 // The report names the operation and the invariant over the given operand.
 std::string report(const std::string& signature, const std::string& operand)
 {
-    return signatureRegex(signature) + ".*" + quoteRegex(invariantText(operand));
+    return Signature(signature) + ".*" + Quote(invariantText(operand));
 }
 
 class QELStringDeathTest : public ::testing::Test {
@@ -1638,7 +1609,7 @@ TEST_F(QELStringDeathTest, TheWholeInvariantIsReportedForThis)
         QELString s("abc");
         s.lock();
         s.append("x");
-    }, signatureRegex("QELString& QELString::append(const char*, int)") + ".*"
+    }, Signature("QELString& QELString::append(const char*, int)") + ".*"
        "\\( \\( \\( \\(\\(this\\)->len==0\\) && \\(\\(this\\)->p\\[0\\]=='\\\\0'\\) \\) \\|\\| "
        "\\( \\(\\(this\\)->len>0\\) && \\(\\(this\\)->p!=QELString::emptyPtr\\) \\) \\) && "
        "\\( \\(\\(this\\)->alloc==0\\) \\|\\| \\(\\(this\\)->alloc>\\(this\\)->len\\) \\) \\)");
