@@ -3,6 +3,7 @@
 #define QELSTD_H
 
 #include "QELTypes.h"
+#include "QELVersion.h"
 #include "QELAssert.h"
 #include "QELString.h"
 #include "QELEncoding.h"

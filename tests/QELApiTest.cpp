@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <type_traits>
@@ -972,6 +973,19 @@ TEST(QELApiTest, TextLiteralsKeepTheirSignaturesAndSlots)
     const QELString& locale = QELTextLiteralsCollection::applicationLocale;
     EXPECT_TRUE(QEL_STRING_INVARIANT(&path));
     EXPECT_TRUE(QEL_STRING_INVARIANT(&locale));
+}
+
+// The version macros and the loaded library's version agree, and the text
+// is MAJOR.MINOR.PATCH.
+TEST(QELApiTest, VersionMacrosMatchTheLoadedLibrary)
+{
+    EXPECT_STREQ(qelStdVersion(), QEL_STD_VERSION);
+    char expected[32];
+    snprintf(expected, sizeof expected, "%d.%d.%d", QEL_STD_VERSION_MAJOR, QEL_STD_VERSION_MINOR,
+             QEL_STD_VERSION_PATCH);
+    EXPECT_STREQ(qelStdVersion(), expected);
+    EXPECT_EQ(QEL_STD_VERSION_NUMBER,
+              QEL_STD_VERSION_MAJOR * 10000 + QEL_STD_VERSION_MINOR * 100 + QEL_STD_VERSION_PATCH);
 }
 
 } // namespace
