@@ -231,6 +231,30 @@ TEST_F(QELTextLiteralsCollectionTest, ConstructorNeitherLoadsNorRegisters)
     EXPECT_EQ(QELTextLiteralsCollection::counOfTextLiteralsCollections, 0);
 }
 
+// The fixture empties the registry before every test, so the registry's
+// starting state is checked in a fresh process: the re-executed test binary
+// of a threadsafe death test, without the fixture. The registry is empty
+// there, and the first collection registers at slot 0 and is re-translated.
+TEST(QELTextLiteralsCollectionFreshProcess, RegistryStartsEmptyAndTakesTheFirstCollection)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            if (QELTextLiteralsCollection::counOfTextLiteralsCollections != 0)
+                _exit(3);
+            QELTextLiteralsCollection::translationsPath = dataDir().c_str();
+            QELTextLiteralsCollection::applicationLocale = "en";
+            TestCollection c("Basic", {new QELTextLiteral("title", "built-in title")});
+            c.init();
+            if (QELTextLiteralsCollection::counOfTextLiteralsCollections != 1 ||
+                QELTextLiteralsCollection::textLiteralsCollections[0] != &c)
+                _exit(4);
+            QELTextLiteralsCollection::setTranslationsPath(QELString(dataDir().c_str()));
+            _exit(c.text("title") == "built-in title" ? 5 : 0);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
 // ---------------------------------------------------------------------------
 // init: files per locale
 
