@@ -8,6 +8,9 @@
 #include <sys/stat.h>
 
 #include "QELConfiguration.h"
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELTextLiteralsCollection.cpp");
 
 QELString QELTextLiteralsCollection::translationsPath;
 QELString QELTextLiteralsCollection::applicationLocale;
@@ -68,6 +71,7 @@ static void* translationLoaderLibrary()
 
 QELTextLiteralsCollection::QELTextLiteralsCollection()
 {
+    QEL_OPERATION("QELTextLiteralsCollection::QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (applicationLocale.len == 0)
         applicationLocale = getQELI18nLang();
@@ -78,11 +82,13 @@ QELTextLiteralsCollection::QELTextLiteralsCollection()
 
 QELTextLiteralsCollection::~QELTextLiteralsCollection()
 {
+    QEL_OPERATION("virtual QELTextLiteralsCollection::~QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
 }
 
 void QELTextLiteralsCollection::init()
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::init()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (translationsPath.len == 0)
         return;
@@ -118,6 +124,7 @@ void QELTextLiteralsCollection::init()
 
 void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::loadTranslation(const QELString&)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     void* library = translationLoaderLibrary();
     if (library == NULL) {
@@ -134,6 +141,7 @@ void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 
 int QELTextLiteralsCollection::addTextTranslation(const QELString& id, const QELString& text, const QELDOMElement* element)
 {
+    QEL_OPERATION("int QELTextLiteralsCollection::addTextTranslation(const QELString&, const QELString&, const QELDOMElement*)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     QELTextLiteral** literals = getTextLiterals();
     if (literals == NULL)
