@@ -126,13 +126,20 @@ void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
         if (position > length - 3 && !(position == length - 2 && s[position + 1] == '}'))
             break;
         int end = position + 1;
-        uint32_t number = 0; // wraps around on overflow, unguarded on purpose
+        // A number beyond the signed 32-bit range makes the brace no
+        // placeholder, as any other malformed one, instead of wrapping.
+        int64_t number = 0;
+        bool fits = true;
         while (end < length && s[end] >= '0' && s[end] <= '9') {
-            number = number * 10u + (uint32_t)(s[end] - '0');
+            number = number * 10 + (s[end] - '0');
+            if (number > INT32_MAX) {
+                fits = false;
+                number = 0;
+            }
             ++end;
         }
         int tokenLength = end - position;
-        if (end < length && s[end] == '}') {
+        if (fits && end < length && s[end] == '}') {
             ++tokenLength;
             if (countOnly) {
                 ++parameterCount;
