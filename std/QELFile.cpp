@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
 
@@ -19,6 +20,7 @@ bool statPath(const char* path, unsigned& mode, long& size);
 void removePath(const char* path);
 QELString temporaryName(const char* directory, const char* prefix);
 const char* workingDirectory();
+void closeOnExec(std::filebuf& buffer);
 
 // No previous character in getFullLine.
 const int NO_CHAR = -1;
@@ -296,6 +298,8 @@ bool QELFile::open(int mode)
         QELString local = utf8ToLocale(path.p);
         if (stream.rdbuf()->open(local.p, (std::ios_base::openmode)mode) == NULL)
             stream.setstate(std::ios_base::failbit);
+        else
+            closeOnExec(*stream.rdbuf());
     }
     return !stream.fail();
 }
@@ -581,6 +585,29 @@ QELString getTmpFileName(const char* directory)
 // ---------------------------------------------------------------------------
 
 namespace {
+
+#if defined(__GLIBCXX__)
+// libstdc++ keeps a file buffer's descriptor in a protected member; a class
+// derived from the buffer may name it.
+struct FileBufferDescriptor : std::filebuf {
+    static int of(std::filebuf& buffer) { return (buffer.*(&FileBufferDescriptor::_M_file)).fd(); }
+};
+#endif
+
+// Marks the descriptor of an opened file buffer close-on-exec, so that no
+// program started later inherits the file. A file stream has no open mode
+// for it: deliberately the flag follows the open, so a fork by another
+// thread just between the two could still pass the file on.
+void closeOnExec(std::filebuf& buffer)
+{
+#if defined(__GLIBCXX__)
+    const int fd = FileBufferDescriptor::of(buffer);
+    if (fd >= 0)
+        fcntl(fd, F_SETFD, fcntl(fd, F_GETFD) | FD_CLOEXEC);
+#else
+    (void)buffer;
+#endif
+}
 
 bool statPath(const char* path, unsigned& mode, long& size)
 {

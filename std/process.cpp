@@ -53,7 +53,7 @@ static QELString readPsLine(const char* command, unsigned int capacity)
     line.resize(capacity);
     char* text = line.lock();
     text[0] = '\0';
-    FILE* pipe = popen(command, "r");
+    FILE* pipe = popen(command, "re"); // "e": close-on-exec, no other child inherits it
     if (pipe != NULL) {
         size_t n = fread(text, 1, PS_READ, pipe);
         pclose(pipe);
@@ -151,7 +151,7 @@ static int maxPipeSize()
 {
     static const int size = [] {
         int value = 0;
-        FILE* file = fopen("/proc/sys/fs/pipe-max-size", "r");
+        FILE* file = fopen("/proc/sys/fs/pipe-max-size", "re");
         if (file != NULL) {
             if (fscanf(file, "%d", &value) != 1)
                 value = 0;
