@@ -1,6 +1,7 @@
 // QELFile: file paths and streams, disk queries, the logical line reader
 // getFullLine, and temporary file names.
 #include "QELFile.h"
+#include "QELMemory.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -365,7 +366,7 @@ void QELFile::setStdErr()
 void QELFile::setDataEncoding(const QELString& name)
 {
     delete converter;
-    converter = new QELEncodingConverter(name);
+    converter = qelNew<QELEncodingConverter>(name);
 }
 
 QELString QELFile::getDataEncoding() const
@@ -452,7 +453,7 @@ QELString QELFile::getFullLine(int flags)
         // feed that a quoted continuation may add).
         if (out == NULL) {
             cap = n + 2;
-            out = (char*)malloc(cap);
+            out = (char*)qelAllocate(cap);
             result.p = out; // the string owned nothing: its block, locked
             result.alloc = (unsigned)cap;
             result.len = -1;
@@ -460,7 +461,7 @@ QELString QELFile::getFullLine(int flags)
             size_t grown = pos + n + 2;
             if (grown < 2 * cap)
                 grown = 2 * cap;
-            out = (char*)realloc(out, grown);
+            out = (char*)qelReallocate(out, grown);
             result.p = out;
             result.alloc = (unsigned)grown;
             cap = grown;

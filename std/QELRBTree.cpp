@@ -1,5 +1,6 @@
 // QELRBTree: the red-black tree of item pointers and its iterator.
 #include "QELRBTree.h"
+#include "QELMemory.h"
 
 // Colour changes keep the parent address in the same word.
 static inline void setRed(QELRBTreeNode* n)
@@ -20,7 +21,7 @@ static inline void setParent(QELRBTreeNode* n, const QELRBTreeNode* p)
 
 static inline QELRBTreeNode* newNode(const QELContainerItem* item, QELRBTreeNode* nil, uintptr_t parent)
 {
-    QELRBTreeNode* n = new QELRBTreeNode;
+    QELRBTreeNode* n = qelNew<QELRBTreeNode>();
     n->left = nil;
     n->right = nil;
     n->parent = parent;
@@ -31,7 +32,7 @@ static inline QELRBTreeNode* newNode(const QELContainerItem* item, QELRBTreeNode
 QELRBTree::QELRBTree()
     : _QELContainer(), QELContainer()
 {
-    QELRBTreeNode* nil = new QELRBTreeNode;
+    QELRBTreeNode* nil = qelNew<QELRBTreeNode>();
     nil->left = nil;
     nil->right = nil;
     nil->parent = 0;
@@ -45,7 +46,7 @@ QELRBTree::QELRBTree(const QELRBTree& other)
     : _QELContainer(), QELContainer()
 {
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
-    QELRBTreeNode* nil = new QELRBTreeNode;
+    QELRBTreeNode* nil = qelNew<QELRBTreeNode>();
     nil->left = nil;
     nil->right = nil;
     nil->parent = 0;
@@ -69,7 +70,7 @@ QELRBTreeNode* QELRBTree::_duplicateNode(const QELRBTreeNode* node, const QELRBT
 {
     if (node == sourceSentinel)
         return targetSentinel;
-    QELRBTreeNode* n = new QELRBTreeNode;
+    QELRBTreeNode* n = qelNew<QELRBTreeNode>();
     n->data = node->data;
     n->parent = node->parent & 1;
     n->left = _duplicateNode(node->left, sourceSentinel, targetSentinel);
@@ -110,7 +111,7 @@ QELBoolean QELRBTree::empty()
 
 QELContainer::Iterator* QELRBTree::newIterator(bool first) const
 {
-    return new Iterator(*this, first);
+    return qelNew<Iterator>(*this, first);
 }
 
 void QELRBTree::deleteIterator(QELContainer::Iterator* it) const

@@ -321,7 +321,9 @@ bool QELSetup::read()
     return parse(content.data(), content.size());
 }
 
-// The document serialised into memory; false when serialising fails.
+// The document serialised into memory; false when serialising fails. Xerces
+// objects come from Xerces' own memory manager, which throws when memory is
+// gone; the catch turns that into a false result, as in parse().
 static bool serialise(DOMDocument* document, std::string& bytes)
 {
     DOMLSSerializer* writer = nullptr;

@@ -1,5 +1,6 @@
 // QELSimpleHashtable: keyed hashtables, their nodes and their iterator.
 #include "QELSimpleHashtable.h"
+#include "QELMemory.h"
 
 #include <cstring>
 #include <new>
@@ -37,7 +38,7 @@ QELSimpleStringHashtableNode::QELSimpleStringHashtableNode(const QELString& k, v
 
 QELSimpleStringHashtableNode* QELSimpleStringHashtableNode::create(const QELString& k, void* v)
 {
-    void* block = ::operator new(sizeof(QELSimpleStringHashtableNode) + strlen(k.p) + 1);
+    void* block = qelOperatorNew(sizeof(QELSimpleStringHashtableNode) + strlen(k.p) + 1);
     return new (block) QELSimpleStringHashtableNode(k, v, InlineText());
 }
 
@@ -83,7 +84,7 @@ QELBoolean QELSimpleHashtable::empty()
 
 QELContainer::Iterator* QELSimpleHashtable::newIterator(bool first) const
 {
-    return new Iterator(*this, first);
+    return qelNew<Iterator>(*this, first);
 }
 
 QELContainerItem* QELSimpleHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
@@ -345,7 +346,7 @@ QELBoolean QELSimpleLongHashtable::add(long key, void* value)
         nodeOf(found)->value = value;
         return true;
     }
-    QELSimpleLongHashtableNode* node = new QELSimpleLongHashtableNode(key, value);
+    QELSimpleLongHashtableNode* node = qelNew<QELSimpleLongHashtableNode>(key, value);
     return QELHashtable::add(itemOf(node), true, NULL);
 }
 

@@ -1,6 +1,7 @@
 // QELTextLiteral: translatable texts, their placeholder tokeniser and the
 // filling in of parameter values.
 #include "QELTextLiteral.h"
+#include "QELMemory.h"
 
 #include <cstring>
 
@@ -109,8 +110,8 @@ void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
         preprocessParameters(true);
         if (parameterCount < 1)
             return;
-        preprocessedTextTokens = new QELString[parameterCount + 1];
-        preprocessedParameterSequenceTokens = new int32_t[parameterCount];
+        preprocessedTextTokens = qelNewArray<QELString>(static_cast<size_t>(parameterCount) + 1);
+        preprocessedParameterSequenceTokens = qelNewArray<int32_t>(static_cast<size_t>(parameterCount));
     }
 
     const char* s = text.p;
@@ -165,7 +166,7 @@ void* QELParameterizedTextLiteral::prapareForParameters() const
     QEL_ASSERT(preprocessedTextTokens != NULL);
     QEL_ASSERT(preprocessedParameterSequenceTokens != NULL);
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
-    return new QELString[maxParameterNumber + 1];
+    return qelNewArray<QELString>(static_cast<size_t>(maxParameterNumber) + 1);
 }
 
 void QELParameterizedTextLiteral::setParameterValue(void* values, int index, const QELString& value) const

@@ -2,6 +2,7 @@
 // the library-wide locale and UTF-8 converters, and the wide-character
 // conversions.
 #include "QELEncoding.h"
+#include "QELMemory.h"
 
 #include <clocale>
 #include <cstdlib>
@@ -211,7 +212,8 @@ static size_t underUtf8Locale(Convert convert)
 {
     // setlocale's result lives in a buffer that the next call may free.
     const char* current = setlocale(LC_CTYPE, "");
-    char* kept = current != NULL ? strdup(current) : NULL;
+    const size_t keptSize = current != NULL ? strlen(current) + 1 : 0;
+    char* kept = current != NULL ? static_cast<char*>(memcpy(qelAllocate(keptSize), current, keptSize)) : NULL;
     setlocale(LC_CTYPE, "UTF-8");
     const size_t written = convert();
     setlocale(LC_CTYPE, kept);
@@ -225,7 +227,7 @@ wchar_t* utf8ToUtf16(const char* s)
     size_t count = mbstowcs(NULL, s, 0);
     if (count == static_cast<size_t>(-1))
         count = 0; // unconvertible here: the block still holds a terminator
-    wchar_t* block = static_cast<wchar_t*>(malloc((count + 1) * sizeof(wchar_t)));
+    wchar_t* block = static_cast<wchar_t*>(qelAllocate((count + 1) * sizeof(wchar_t)));
     const size_t written = underUtf8Locale([&] { return mbstowcs(block, s, count + 1); });
     return terminate(block, written, count);
 }
@@ -240,7 +242,7 @@ char* utf16ToUtf8(const wchar_t* s)
     size_t count = wcstombs(NULL, s, 0);
     if (count == static_cast<size_t>(-1))
         count = 0; // unconvertible here: the block still holds a terminator
-    char* block = static_cast<char*>(malloc(count + 1));
+    char* block = static_cast<char*>(qelAllocate(count + 1));
     const size_t written = underUtf8Locale([&] { return wcstombs(block, s, count + 1); });
     return terminate(block, written, count);
 }

@@ -484,3 +484,79 @@ TEST(QELHostileDescriptorTest, ChildrenSeeOnlyTheStandardDescriptors)
     file.remove();
     close(own);
 }
+
+// --- Memory: an allocation that fails ends the process with its size ---
+
+#if defined(__SANITIZE_ADDRESS__)
+#define QEL_HOSTILE_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QEL_HOSTILE_ASAN 1
+#endif
+#endif
+
+namespace {
+
+// Caps this process's address space at what it uses now plus 64 MB.
+void capAddressSpace()
+{
+    long pages = 0;
+    FILE* statm = fopen("/proc/self/statm", "re");
+    if (statm != nullptr) {
+        if (fscanf(statm, "%ld", &pages) != 1)
+            pages = 0;
+        fclose(statm);
+    }
+    const rlim_t bytes = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (64u << 20);
+    struct rlimit limit = {bytes, bytes};
+    setrlimit(RLIMIT_AS, &limit);
+}
+
+} // namespace
+
+class QELHostileMemoryDeathTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+#if defined(QEL_HOSTILE_ASAN)
+        GTEST_SKIP() << "the address sanitizer reserves more address space than any cap allows";
+#endif
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+    }
+};
+
+TEST_F(QELHostileMemoryDeathTest, StringGrowthBeyondMemoryAbortsWithTheSize)
+{
+    EXPECT_EXIT(
+        {
+            capAddressSpace();
+            QELString s("x");
+            s.resize(1u << 30);
+            s.lock()[(1u << 30) - 1] = 'y';
+        },
+        ::testing::KilledBySignal(SIGABRT), "^out of memory allocating 1073741825 bytes\n$");
+}
+
+TEST_F(QELHostileMemoryDeathTest, ObjectArrayBeyondMemoryAbortsWithTheSize)
+{
+    // Two billion value slots of a placeholder's number: 48 GB.
+    QELParameterizedTextLiteral literal("id", "{1999999999}");
+    const std::string size = std::to_string(2000000000ull * sizeof(QELString));
+    EXPECT_EXIT(
+        {
+            capAddressSpace();
+            literal.prapareForParameters();
+        },
+        ::testing::KilledBySignal(SIGABRT), "^out of memory allocating " + size + " bytes\n$");
+}
+
+TEST_F(QELHostileMemoryDeathTest, BlobGrowthBeyondMemoryAbortsWithTheSize)
+{
+    EXPECT_EXIT(
+        {
+            capAddressSpace();
+            QELBlob blob;
+            blob.setSize(1u << 30);
+        },
+        ::testing::KilledBySignal(SIGABRT), "^out of memory allocating 1073741824 bytes\n$");
+}
