@@ -31,11 +31,12 @@ public:
     // Deletes the parser and its document and releases the XML platform.
     ~QELSetup();
 
-    // Parses the file. Returns false when the file does not exist or is no
-    // regular file (a FIFO, a device: never waited for), the XML platform
-    // cannot start, the file is not well-formed XML, names an external
-    // entity (nothing outside the file is ever opened; an external DTD is
-    // skipped), or its entities would expand to more than 4 MB of text.
+    // Parses the file. Returns false when the file does not exist, is no
+    // regular file (a FIFO, a device: never waited for) or is over 16 MB,
+    // the XML platform cannot start, the file is not well-formed XML, names
+    // an external entity (nothing outside the file is ever opened; an
+    // external DTD is skipped), or its entities would expand to more than
+    // 4 MB of text.
     bool read();
     // Replaces the file read (found through its symbolic links, which stay)
     // by the whole document: written beside it, synced, renamed over it,
