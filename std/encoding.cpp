@@ -200,7 +200,7 @@ QELString utf8ToLocale(const char* s)
 // gives an empty block, a text that converted to more units than counted is
 // cut at the block's end, so the result is always terminated.
 template <typename Unit>
-static Unit* terminate(Unit* block, size_t written, size_t count)
+static Unit* terminatedBlock(Unit* block, size_t written, size_t count)
 {
     block[written == static_cast<size_t>(-1) ? 0 : (written < count ? written : count)] = 0;
     return block;
@@ -229,7 +229,7 @@ wchar_t* utf8ToUtf16(const char* s)
         count = 0; // unconvertible here: the block still holds a terminator
     wchar_t* block = static_cast<wchar_t*>(qelAllocate((count + 1) * sizeof(wchar_t)));
     const size_t written = underUtf8Locale([&] { return mbstowcs(block, s, count + 1); });
-    return terminate(block, written, count);
+    return terminatedBlock(block, written, count);
 }
 
 void freeUtf16(wchar_t* p)
@@ -244,5 +244,5 @@ char* utf16ToUtf8(const wchar_t* s)
         count = 0; // unconvertible here: the block still holds a terminator
     char* block = static_cast<char*>(qelAllocate(count + 1));
     const size_t written = underUtf8Locale([&] { return wcstombs(block, s, count + 1); });
-    return terminate(block, written, count);
+    return terminatedBlock(block, written, count);
 }
