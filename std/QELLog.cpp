@@ -20,6 +20,7 @@
 #include "QELConfiguration.h"
 #include "QELDate.h"
 #include "QELLogDeserializer.h"
+#include "QELLogFrame.h"
 #include "QELText.h"
 
 QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
@@ -426,12 +427,6 @@ QELXmlLog QEL_STDERR(std::cerr);
 // lines and turns each back into a log event.
 // ---------------------------------------------------------------------------
 
-// Frame layout written by the XML formatter: start (17 bytes), the size
-// padded to 8 characters, end (4 bytes).
-static const unsigned int HEADER_START_LENGTH = 17;
-static const unsigned int HEADER_LENGTH = 29;
-static const int MIN_RECORD_SIZE = 10;
-static const int MAX_RECORD_SIZE = 10000000;
 
 QELCreateLogEventParserFunction QELLogDeserializer::createLogEventParser = NULL;
 QELParseLogEventFunction QELLogDeserializer::parseLogEvent = NULL;
@@ -514,30 +509,27 @@ static void resetEvent(QELLogEvent& event)
     event.timestamp.setDate(static_cast<long>(time(NULL)));
 }
 
-// The size after the header start at `p`: leading blanks skipped, decimal
-// digits up to the first non-digit. Values past the accepted range are
-// capped so that the reading cannot overflow. -1 when the blanks or digits
-// run up to `end`: the number may go on in text still to come, and waiting
-// keeps the result independent of how the stream is cut.
-static long readRecordSize(const char* p, const char* end)
+// The size in the header whose start is at `header`: leading blanks skipped,
+// decimal digits up to the first non-digit, all within the header's 29
+// bytes, so that reading it never looks at what follows the header.
+static long readRecordSize(const char* header)
 {
+    const char* p = header + QEL_LOG_HEADER_START_LENGTH;
+    const char* end = header + QEL_LOG_HEADER_LENGTH;
     while (p < end && *p == ' ')
         p++;
     long n = 0;
-    while (p < end && *p >= '0' && *p <= '9') {
-        if (n <= MAX_RECORD_SIZE)
-            n = n * 10 + (*p - '0');
-        p++;
-    }
-    return p == end ? -1 : n;
+    for (; p < end && *p >= '0' && *p <= '9'; p++)
+        n = n * 10 + (*p - '0'); // at most 12 digits: no overflow
+    return n;
 }
 
-// The first line feed or carriage return in [p, end), or null.
+// The first line feed or carriage return in [p, end), or null. The text is
+// terminated at `end` (or at an earlier NUL), so one pass finds either.
 static const char* findLineEnd(const char* p, const char* end)
 {
-    const char* lf = static_cast<const char*>(memchr(p, '\n', end - p));
-    const char* cr = static_cast<const char*>(memchr(p, '\r', (lf != NULL ? lf : end) - p));
-    return cr != NULL ? cr : lf;
+    const char* hit = p + strcspn(p, "\r\n");
+    return hit < end ? hit : NULL;
 }
 
 // Opens the companion library: by its name first (LD_LIBRARY_PATH, then this
@@ -566,8 +558,9 @@ QELLogDeserializer::QELLogDeserializer(QELLog* log)
 }
 
 QELLogDeserializer::QELLogDeserializer(QELLog* log, QELLogEventStartElementHandler startElement)
-    : buffer(), state(1), recordSize(0), log(log), parser(NULL), parserLog(), record(emptyString),
-      parserEvent(NULL), scanned(0), lineEndTail(0), startElementHandler(startElement)
+    : buffer(), state(EXPECTING_HEADER), recordSize(0), log(log), parser(NULL), parserLog(), record(emptyString),
+      parserEvent(NULL), scanned(0), lineEndTail(NO_LINE_END_TAIL), startElementHandler(startElement), store(),
+      storeStart(0), finishing(false)
 {
 }
 
@@ -581,6 +574,7 @@ QELLogDeserializer::~QELLogDeserializer()
 {
     if (deleteLogEventParser != NULL && parser != NULL)
         deleteLogEventParser(parser);
+    forgetPending(); // `buffer` must not outlive the store it looks into
 }
 
 QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start,
@@ -613,176 +607,283 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
         parser = createLogEventParser(&event, &parserLog, startElementHandler, logEventText);
         parserEvent = &event;
     }
+    if (start == 0 && length == static_cast<unsigned int>(text.len))
+        return parseLogEvent(text, parser); // the whole text: no copy needed
     QELString recordText = text.mid(start, length);
     return parseLogEvent(recordText, parser);
 }
 
-QELBoolean QELLogDeserializer::parseRecord(const QELString& text, unsigned int start)
+QELBoolean QELLogDeserializer::parseRecord(const QELString& recordText)
 {
-    return deserializeLogEvent(record, text, start, static_cast<unsigned int>(recordSize));
+    return deserializeLogEvent(record, recordText, 0, static_cast<unsigned int>(recordText.len));
 }
 
 void QELLogDeserializer::append(const QELString& text)
 {
-    // With nothing pending the caller's text is read in place and only its
-    // unconsumed tail is copied; otherwise the text joins the buffer, which
-    // grows geometrically. Text stops at its first NUL, as append() does.
-    const bool direct = buffer.len == 0;
-    const QELString* source = &buffer;
-    unsigned int total;
-    if (direct) {
-        source = &text;
-        total = static_cast<unsigned int>(strnlen(text.p, text.len));
-    } else {
-        unsigned int more = static_cast<unsigned int>(strnlen(text.p, text.len));
-        if (more > 0) {
-            unsigned int needed = buffer.len + more;
-            if (buffer.alloc <= needed)
-                buffer.resize(needed > 2 * buffer.alloc ? needed : 2 * buffer.alloc);
-            buffer.append(text.p, static_cast<int>(more));
-        }
-        total = buffer.len;
-    }
-    const char* base = source->p;
-    const char* end = base + total;
-    unsigned int pos = 0;
-
+    Cursor at = takeText(text);
     for (;;) {
-        unsigned int remaining = total - pos;
+        bool goOn;
         switch (state) {
-        case 1: {
-            // Line-end bytes that continue the last line end or the run after
-            // a record, cut off by the previous piece.
-            if (lineEndTail != 0) {
-                while (pos < total && lineEndTail != 0) {
-                    char c = base[pos];
-                    if (lineEndTail == 1 && (c == '\n' || c == '\r')) {
-                        pos++;
-                    } else if (lineEndTail == 2 && c == '\r') {
-                        pos++;
-                        lineEndTail = 3;
-                    } else if ((lineEndTail == 2 || lineEndTail == 3) && c == '\n') {
-                        pos++;
-                        lineEndTail = 0;
-                    } else {
-                        lineEndTail = 0;
-                    }
-                }
-                remaining = total - pos;
-            }
-            if (remaining >= HEADER_LENGTH) {
-                if (memcmp(base + pos, QEL_LOG_EVENT_HEADER_START.p, HEADER_START_LENGTH) == 0) {
-                    long n = readRecordSize(base + pos + HEADER_START_LENGTH, end);
-                    if (n < 0)
-                        goto stop;
-                    if (n >= MIN_RECORD_SIZE && n <= MAX_RECORD_SIZE) {
-                        recordSize = static_cast<int32_t>(n);
-                        state = 3;
-                        continue;
-                    }
-                }
-                state = 2;
-                scanned = 0;
-                continue;
-            }
-            unsigned int k = remaining < HEADER_START_LENGTH ? remaining : HEADER_START_LENGTH;
-            if (memcmp(base + pos, QEL_LOG_EVENT_HEADER_START.p, k) == 0)
-                goto stop; // a header may still be arriving
-            state = 2;
-            scanned = 0;
-            continue;
-        }
-        case 2: {
-            unsigned int from = static_cast<unsigned int>(scanned) <= remaining ? scanned : 0;
-            const char* lineEnd = findLineEnd(base + pos + from, end);
-            if (lineEnd == NULL) {
-                scanned = static_cast<int32_t>(remaining);
-                goto stop;
-            }
-            const char* next = lineEnd + 1;
-            int tail = 0;
-            if (*lineEnd == '\r') {
-                // CR, then one more CR and then one LF where they follow.
-                tail = 2;
-                if (next < end && *next == '\r') {
-                    next++;
-                    tail = 3;
-                }
-                if (next < end && *next == '\n') {
-                    next++;
-                    tail = 0;
-                }
-            }
-            resetEvent(record);
-            if (lineEnd > base + pos)
-                record.message.append(base + pos, static_cast<int>(lineEnd - (base + pos)));
-            processEvent(record);
-            pos = static_cast<unsigned int>(next - base);
-            lineEndTail = (next == end) ? tail : 0;
-            scanned = 0;
-            state = 1;
-            continue;
-        }
-        case 3: {
-            // The header stays at pos until the record is complete, so that a
-            // record that does not parse comes out whole as plain lines.
-            if (remaining < HEADER_LENGTH + static_cast<unsigned int>(recordSize))
-                goto stop;
-            resetEvent(record);
-            if (parseRecord(*source, pos + HEADER_LENGTH)) {
-                processEvent(record);
-                pos += HEADER_LENGTH + static_cast<unsigned int>(recordSize);
-                state = 1;
-                while (pos < total && (base[pos] == '\n' || base[pos] == '\r'))
-                    pos++;
-                lineEndTail = (pos == total) ? 1 : 0;
-            } else {
-                state = 2;
-                scanned = 0;
-            }
-            continue;
-        }
+        case EXPECTING_HEADER: goOn = stepHeader(at); break;
+        case READING_LINE: goOn = stepLine(at); break;
+        case READING_RECORD: goOn = stepRecord(at); break;
         default:
 #line 489
             QEL_ASSERT(0);
-            goto stop;
+            goOn = false;
         }
+        if (!goOn)
+            break;
     }
-
-stop:
-    if (direct) {
-        if (pos < total)
-            buffer.append(base + pos, static_cast<int>(total - pos));
-    } else if (pos >= total) {
-        buffer.empty();
-    } else if (pos > 0) {
-        // Drop the consumed front in place; the block is kept for reuse.
-        memmove(buffer.p, buffer.p + pos, total - pos + 1);
-        buffer.len = static_cast<int>(total - pos);
-    }
+    keepRest(at);
 }
 
 void QELLogDeserializer::flush()
 {
-    while (buffer.len > 0) {
-        if (state != 2)
+    adoptChangedBuffer();
+    if (store.len > static_cast<int>(storeStart)) {
+        // One pass in which nothing waits: a record that cannot complete
+        // any more and a last line without a line end come out as lines.
+        if (state != READING_LINE)
             scanned = 0;
-        state = 2;
+        state = READING_LINE;
+        finishing = true;
         append(emptyString);
-        if (buffer.len > 0 && state == 2) {
-            // No line end is left: the remainder is the last line.
-            resetEvent(record);
-            record.message.append(buffer.p, buffer.len);
-            buffer.empty();
-            scanned = 0;
-            processEvent(record);
-            state = 1;
-        }
+        finishing = false;
     }
     // The stream ended: what comes next starts a new one, whose first line
     // ends continue nothing.
-    lineEndTail = 0;
+    lineEndTail = NO_LINE_END_TAIL;
     scanned = 0;
+}
+
+// Where nothing is pending the caller's text is read in place; otherwise it
+// joins the pending text in the store. Text stops at its first NUL.
+QELLogDeserializer::Cursor QELLogDeserializer::takeText(const QELString& text)
+{
+    adoptChangedBuffer();
+    const unsigned int length = static_cast<unsigned int>(strnlen(text.p, text.len));
+    if (store.len == static_cast<int>(storeStart))
+        return Cursor{text.p, 0, length, false};
+    appendToStore(text.p, length);
+    return Cursor{store.p, storeStart, static_cast<unsigned int>(store.len), true};
+}
+
+// State 1: a header starts a record; anything that cannot still become one
+// is a plain line.
+bool QELLogDeserializer::stepHeader(Cursor& at)
+{
+    skipLineEndTail(at);
+    const unsigned int remaining = at.total - at.pos;
+    const char* here = at.base + at.pos;
+    if (remaining == 0)
+        return false;
+    if (remaining >= QEL_LOG_HEADER_LENGTH) {
+        long size = -1;
+        if (memcmp(here, QEL_LOG_EVENT_HEADER_START.p, QEL_LOG_HEADER_START_LENGTH) == 0)
+            size = readRecordSize(here);
+        if (size >= QEL_LOG_MIN_RECORD_SIZE && size <= QEL_LOG_MAX_ANNOUNCED_SIZE) {
+            recordSize = static_cast<int32_t>(size);
+            state = READING_RECORD;
+            return true;
+        }
+    } else {
+        unsigned int k = remaining < QEL_LOG_HEADER_START_LENGTH ? remaining : QEL_LOG_HEADER_START_LENGTH;
+        if (memcmp(here, QEL_LOG_EVENT_HEADER_START.p, k) == 0 && !finishing)
+            return false; // a header may still be arriving
+    }
+    startLine();
+    return true;
+}
+
+// State 2: a line is delivered once its line end has arrived.
+bool QELLogDeserializer::stepLine(Cursor& at)
+{
+    const unsigned int remaining = at.total - at.pos;
+    const char* here = at.base + at.pos;
+    const char* end = at.base + at.total;
+    const unsigned int from = static_cast<unsigned int>(scanned) <= remaining ? scanned : 0;
+    const char* lineEnd = findLineEnd(here + from, end);
+    if (lineEnd == NULL) {
+        if (!finishing || remaining == 0) {
+            scanned = static_cast<int32_t>(remaining);
+            return false;
+        }
+        lineEnd = end; // the remainder is the last line
+    }
+    resetEvent(record);
+    if (lineEnd > here)
+        record.message.append(here, static_cast<int>(lineEnd - here));
+    processEvent(record);
+    passLineEnd(at, lineEnd);
+    scanned = 0;
+    state = EXPECTING_HEADER;
+    return true;
+}
+
+// State 3: a record is parsed once all its bytes have arrived. The header
+// stays pending until then, so that a record that does not parse comes out
+// whole as plain lines.
+bool QELLogDeserializer::stepRecord(Cursor& at)
+{
+    if (at.total - at.pos < QEL_LOG_HEADER_LENGTH + static_cast<unsigned int>(recordSize)) {
+        if (!finishing)
+            return false;
+        startLine(); // the record can no longer complete
+        return true;
+    }
+    if (!at.inStore)
+        moveIntoStore(at);
+    resetEvent(record);
+    if (!parseStoredRecord(at.pos + QEL_LOG_HEADER_LENGTH)) {
+        startLine();
+        return true;
+    }
+    processEvent(record);
+    at.pos += QEL_LOG_HEADER_LENGTH + static_cast<unsigned int>(recordSize);
+    state = EXPECTING_HEADER;
+    while (at.pos < at.total && (at.base[at.pos] == '\n' || at.base[at.pos] == '\r'))
+        at.pos++;
+    lineEndTail = at.pos == at.total ? ANY_LINE_ENDS_TAIL : NO_LINE_END_TAIL;
+    return true;
+}
+
+void QELLogDeserializer::startLine()
+{
+    state = READING_LINE;
+    scanned = 0;
+}
+
+// Line-end bytes that continue the last line end, or the run after a
+// record, cut off by the previous piece.
+void QELLogDeserializer::skipLineEndTail(Cursor& at)
+{
+    while (at.pos < at.total && lineEndTail != NO_LINE_END_TAIL) {
+        const char c = at.base[at.pos];
+        if (lineEndTail == ANY_LINE_ENDS_TAIL && (c == '\n' || c == '\r')) {
+            at.pos++;
+        } else if (lineEndTail == CR_OR_LF_TAIL && c == '\r') {
+            at.pos++;
+            lineEndTail = LF_TAIL;
+        } else if ((lineEndTail == CR_OR_LF_TAIL || lineEndTail == LF_TAIL) && c == '\n') {
+            at.pos++;
+            lineEndTail = NO_LINE_END_TAIL;
+        } else {
+            lineEndTail = NO_LINE_END_TAIL;
+        }
+    }
+}
+
+// Moves past the line end at `lineEnd` (or stays at the end of the text): a
+// carriage return takes one more carriage return and then one line feed
+// where they follow, and notes what a later piece may still add to it.
+void QELLogDeserializer::passLineEnd(Cursor& at, const char* lineEnd)
+{
+    const char* end = at.base + at.total;
+    const char* next = lineEnd < end ? lineEnd + 1 : end;
+    int32_t tail = NO_LINE_END_TAIL;
+    if (lineEnd < end && *lineEnd == '\r') {
+        tail = CR_OR_LF_TAIL;
+        if (next < end && *next == '\r') {
+            next++;
+            tail = LF_TAIL;
+        }
+        if (next < end && *next == '\n') {
+            next++;
+            tail = NO_LINE_END_TAIL;
+        }
+    }
+    at.pos = static_cast<unsigned int>(next - at.base);
+    lineEndTail = next == end ? tail : NO_LINE_END_TAIL;
+}
+
+// The record at `start` of the store is parsed in place, never copied: a
+// stream of bogus headers may ask for many overlapping records of up to
+// 10 MB each. Its end is terminated for the parse and restored after.
+QELBoolean QELLogDeserializer::parseStoredRecord(unsigned int start)
+{
+    char* recordEnd = store.p + start + recordSize;
+    const char saved = *recordEnd;
+    *recordEnd = '\0';
+    QELString recordText; // wraps the record (no NUL inside: text stops at one)
+    recordText.p = store.p + start;
+    recordText.len = recordSize;
+    QELBoolean parsed = parseRecord(recordText);
+    *recordEnd = saved;
+    return parsed;
+}
+
+// The rest of the caller's text moves into the store, where a record can be
+// terminated for its parse; this happens at most once per append.
+void QELLogDeserializer::moveIntoStore(Cursor& at)
+{
+    appendToStore(at.base + at.pos, at.total - at.pos);
+    at = Cursor{store.p, storeStart, static_cast<unsigned int>(store.len), true};
+}
+
+// Keeps the unconsumed rest for the next call. The consumed front of the
+// store is dropped only once it outweighs the rest, so that each byte is
+// moved a bounded number of times however the stream is cut.
+void QELLogDeserializer::keepRest(const Cursor& at)
+{
+    if (at.inStore)
+        storeStart = at.pos;
+    else
+        appendToStore(at.base + at.pos, at.total - at.pos);
+    const unsigned int pending = static_cast<unsigned int>(store.len) - storeStart;
+    if (pending == 0) {
+        store.empty(); // keeps the block
+        storeStart = 0;
+    } else if (storeStart >= pending) {
+        memmove(store.p, store.p + storeStart, pending + 1);
+        store.len = static_cast<int>(pending);
+        storeStart = 0;
+    }
+    showPending();
+}
+
+// Appends n bytes to the store, which grows geometrically.
+void QELLogDeserializer::appendToStore(const char* text, unsigned int n)
+{
+    if (n == 0)
+        return;
+    const unsigned int needed = static_cast<unsigned int>(store.len) + n;
+    if (store.alloc <= needed)
+        store.resize(needed > 2 * store.alloc ? needed : 2 * store.alloc);
+    store.append(text, static_cast<int>(n));
+}
+
+// `buffer` shows the pending text where it lies in the store, without a copy.
+void QELLogDeserializer::showPending()
+{
+    if (store.len == static_cast<int>(storeStart)) {
+        forgetPending();
+        return;
+    }
+    buffer.p = store.p + storeStart;
+    buffer.len = store.len - static_cast<int>(storeStart);
+}
+
+void QELLogDeserializer::forgetPending()
+{
+    buffer.p = QELString::emptyPtr;
+    buffer.len = 0;
+}
+
+// A caller may have replaced or emptied `buffer`: its text is then what is
+// pending.
+void QELLogDeserializer::adoptChangedBuffer()
+{
+    const bool shown = buffer.alloc == 0 && buffer.len == store.len - static_cast<int>(storeStart) &&
+                       (buffer.len == 0 || buffer.p == store.p + storeStart);
+    if (shown)
+        return;
+    QELString replaced(buffer.p, buffer.len);
+    buffer.wrap(emptyString); // frees a block the caller gave it
+    store.empty();
+    storeStart = 0;
+    appendToStore(replaced.p, static_cast<unsigned int>(replaced.len));
+    showPending();
 }
 
 QELTolerantLogDeserializer::QELTolerantLogDeserializer(QELLog* log)
@@ -795,13 +896,13 @@ void QELTolerantLogDeserializer::recordRefused(const QELString& record)
     (void)record;
 }
 
-QELBoolean QELTolerantLogDeserializer::parseRecord(const QELString& text, unsigned int start)
+QELBoolean QELTolerantLogDeserializer::parseRecord(const QELString& recordText)
 {
     unknownAttributeSeen = false;
-    QELBoolean parsed = QELLogDeserializer::parseRecord(text, start);
+    QELBoolean parsed = QELLogDeserializer::parseRecord(recordText);
     if (!unknownAttributeSeen)
         return parsed;
     unknownAttributeSeen = false;
-    recordRefused(text.mid(start, static_cast<unsigned int>(recordSize)));
+    recordRefused(recordText);
     return 0;
 }

@@ -429,6 +429,22 @@ TEST(QELLogDeserializerTest, LongLineInPiecesIsDeliveredOnceWhole)
     EXPECT_EQ(c.events[0].message.length(), 200 * 12288);
 }
 
+TEST(QELLogDeserializerTest, BufferEmptiedOrReplacedByCallerIsWhatIsPending)
+{
+    Collector c;
+    c.feed("dropped");
+    EXPECT_EQ(str(c.buffer), "dropped");
+    c.buffer.empty();
+    c.feed("kept\n");
+    c.feed("also dropped");
+    c.buffer = QELString("replaced");
+    c.feed(" line\n");
+    ASSERT_EQ(c.events.size(), 2u);
+    expectPlain(c.events[0], "kept");
+    expectPlain(c.events[1], "replaced line");
+    EXPECT_TRUE(c.buffer.isEmpty());
+}
+
 TEST(QELLogDeserializerTest, TextStopsAtItsFirstNul)
 {
     Collector c;
@@ -461,6 +477,8 @@ TEST(QELLogDeserializerTest, RecordThatDoesNotParseComesOutWithItsHeader)
         {"<!DOCTYPE Message><Message>x</Message>\n", {"<!DOCTYPE Message><Message>x</Message>"}},
         {"<Message>\xff\xfe</Message>\n", {"<Message>\xff\xfe</Message>"}},              // not UTF-8
         {"<Message type=\"INFO\" type=\"INFO\"/>\n", {"<Message type=\"INFO\" type=\"INFO\"/>"}},
+        {"<Message>x<!-- note --></Message>\n", {"<Message>x<!-- note --></Message>"}},   // a comment
+        {"<!-- c --><Message>x</Message>\n", {"<!-- c --><Message>x</Message>"}},
     };
     for (const Case& k : cases) {
         std::string record = k.record;
@@ -815,6 +833,145 @@ TEST(QELTolerantLogDeserializerTest, FlushAfterRecordLeavesNoLineEndToSkip)
     ASSERT_EQ(c.events.size(), 3u);
     expectPlain(c.events[1], "");
     expectPlain(c.events[2], "next");
+}
+
+// ---------------------------------------------------------------------------
+// Hostile streams: tens of megabytes built to make the reader work hard. The
+// ctest entry of these tests has a time limit; work that grew faster than
+// the stream (rescanning what waits, copying what is pending) exceeds it.
+
+namespace {
+
+const size_t HOSTILE_BYTES = 64u << 20;
+
+// Sums up every event it is given, instead of keeping them: how many, and a
+// hash of their levels and messages in order.
+class EventDigest : public QELLogDeserializer {
+public:
+    size_t count = 0;
+    uint64_t hash = 1469598103934665603ULL;
+    EventDigest() : QELLogDeserializer(NULL) {}
+    void processEvent(const QELLogEvent& event) override { add(event.type, event.message.chars(), event.message.length()); }
+    void add(int type, const char* text, size_t n)
+    {
+        count++;
+        mix(static_cast<unsigned char>(type));
+        for (size_t i = 0; i < n; i++)
+            mix(static_cast<unsigned char>(text[i]));
+        mix('\n');
+    }
+
+private:
+    void mix(unsigned char byte) { hash = (hash ^ byte) * 1099511628211ULL; }
+};
+
+// Feeds `text` in pieces of `piece` bytes, the first `bytewise` bytes one
+// by one, through one reused string; then flushes.
+void feedInPieces(QELLogDeserializer& d, const std::string& text, size_t piece, size_t bytewise)
+{
+    QELString chunk;
+    for (size_t at = 0; at < text.size();) {
+        size_t n = std::min(at < bytewise ? 1 : piece, text.size() - at);
+        chunk.empty();
+        chunk.append(text.data() + at, static_cast<int>(n));
+        d.append(chunk);
+        at += n;
+    }
+    d.flush();
+}
+
+// Runs `text` in pieces of 7 bytes, of 64 KiB, and byte by byte over its
+// first 8 MB (then in 64 KiB pieces), and checks that each way gives the
+// events `expected` sums up.
+void expectDigestInEveryPieceSize(const std::string& text, const EventDigest& expected, const char* what)
+{
+    const size_t large = 64u << 10;
+    const struct {
+        size_t piece, bytewise;
+    } ways[] = {{7, 0}, {large, 0}, {large, 8u << 20}};
+    for (const auto& way : ways) {
+        EventDigest d;
+        feedInPieces(d, text, way.piece, way.bytewise);
+        EXPECT_EQ(d.count, expected.count) << what << ", pieces of " << way.piece << " after " << way.bytewise;
+        EXPECT_EQ(d.hash, expected.hash) << what << ", pieces of " << way.piece << " after " << way.bytewise;
+        EXPECT_TRUE(d.buffer.isEmpty()) << what;
+    }
+}
+
+// A header start followed by `fill` repeated up to HOSTILE_BYTES: no line
+// end anywhere, so flush delivers it all as one line.
+std::string headerStartThen(const std::string& opening, const std::string& fill)
+{
+    std::string text = "<!-- QELLog size=" + opening;
+    text.reserve(HOSTILE_BYTES + fill.size());
+    while (text.size() < HOSTILE_BYTES)
+        text += fill;
+    return text;
+}
+
+} // namespace
+
+TEST(HostileLogStreamTest, HeaderStartFollowedByMegabytesOfDigitsOrBlanks)
+{
+    struct Variant {
+        const char* what;
+        std::string opening, fill;
+    } variants[] = {
+        {"digits", "", "1234567890"},
+        {"blanks", "", " "},
+        {"blanks then digits", "            ", "0987654321"},
+        {"a valid size over blanks", "10000000", " "},
+    };
+    for (const Variant& v : variants) {
+        std::string text = headerStartThen(v.opening, v.fill);
+        EventDigest expected;
+        expected.add(0, text.data(), text.size());
+        expectDigestInEveryPieceSize(text, expected, v.what);
+    }
+}
+
+TEST(HostileLogStreamTest, LinesOfBogusHeadersEachAskingForTenMegabytes)
+{
+    // Every header asks for a record that spans the headers after it, so
+    // each window completes 30 bytes after the last and none parses.
+    const std::string line = header(10000000);
+    std::string text;
+    text.reserve(HOSTILE_BYTES + 64);
+    EventDigest expected;
+    while (text.size() < HOSTILE_BYTES) {
+        text += line + "\n";
+        expected.add(0, line.data(), line.size());
+    }
+    expectDigestInEveryPieceSize(text, expected, "bogus headers");
+}
+
+TEST(HostileLogStreamTest, MegabytesOfLinesEndedByCarriageReturnsOnly)
+{
+    const std::string line = "no line feed in sight";
+    std::string text;
+    EventDigest expected;
+    while (text.size() < (16u << 20)) {
+        text += line + "\r";
+        expected.add(0, line.data(), line.size());
+    }
+    expectDigestInEveryPieceSize(text, expected, "carriage returns");
+}
+
+TEST(HostileLogStreamTest, RecordsBetweenBogusHeadersAreStillFound)
+{
+    // A record follows each bogus header: the header's window spans the
+    // record and does not parse, so the header is a line and the record an
+    // event; the last header's window never fills and flush gives its lines.
+    const std::string record = formatted(QELLogEvent(QELString("found"), QELString("C"), 3, emptyString));
+    const std::string bogus = header(100000);
+    std::string text;
+    EventDigest expected;
+    while (text.size() < (8u << 20)) {
+        text += bogus + "\n" + record;
+        expected.add(0, bogus.data(), bogus.size());
+        expected.add(3, "found", 5);
+    }
+    expectDigestInEveryPieceSize(text, expected, "records between headers");
 }
 
 // ---------------------------------------------------------------------------
