@@ -6,6 +6,7 @@
 #include <string>
 
 #include "QELException.h"
+#include "QELI18nEntryPoints.h"
 #include "QELLog.h"
 #include "QELLogDeserializer.h"
 

@@ -12,89 +12,20 @@
 #include <string.h>
 #include <time.h>
 #include <iostream>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include "QELAssert.h"
+#include "QELCompanionLibrary.h"
 #include "QELConfiguration.h"
 #include "QELDate.h"
 #include "QELLogDeserializer.h"
 #include "QELLogFrame.h"
 #include "QELText.h"
+#include "QELXmlEscape.h"
 
 QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
 QELString QEL_LOG_EVENT_HEADER_END(" -->");
 
 namespace {
-
-// Bytes each input byte takes in escapeXMLString's output when an entity is
-// needed: the entity's length, 0 for other control characters, 1 else.
-struct XmlEscapeTable {
-    unsigned char width[256] = {};
-    constexpr XmlEscapeTable()
-    {
-        for (int c = 0; c < 256; c++)
-            width[c] = c < 32 ? 0 : 1;
-        width[(unsigned char)'"'] = 6;
-        width[(unsigned char)'&'] = 5;
-        width[(unsigned char)'<'] = 4;
-        width[(unsigned char)'>'] = 4;
-        width[9] = 4;
-        width[10] = 5;
-        width[13] = 5;
-    }
-};
-constexpr XmlEscapeTable xmlEscape; // built at compile time
-
-// Whether any of n bytes needs an entity (defined after the formatters).
-inline bool xmlScan(const char* s, size_t n, bool& nul);
-
-// Length of escapeXMLString(s) for the n bytes at s, computed without
-// building it. `special` tells whether any byte needs an entity (when none
-// does, the text is copied unchanged, control characters included); nul is
-// set when a NUL byte is copied.
-inline size_t xmlEscapedLength(const char* s, size_t n, bool& special, bool& nul)
-{
-    bool zero = false;
-    special = xmlScan(s, n, zero);
-    if (!special) {
-        nul = nul || zero;
-        return n;
-    }
-    const unsigned char* u = (const unsigned char*)s;
-    size_t total = 0;
-    for (size_t i = 0; i < n; i++)
-        total += xmlEscape.width[u[i]];
-    return total;
-}
-
-// Writes the bytes escapeXMLString would make of the n bytes at s; returns
-// the end of what was written.
-inline char* xmlEscapeInto(char* out, const char* s, size_t n, bool special)
-{
-    if (!special) {
-        memcpy(out, s, n);
-        return out + n;
-    }
-    const unsigned char* u = (const unsigned char*)s;
-    for (size_t i = 0; i < n; i++) {
-        unsigned char c = u[i];
-        switch (c) {
-        case '"': memcpy(out, "&quot;", 6); out += 6; break;
-        case '&': memcpy(out, "&amp;", 5); out += 5; break;
-        case '<': memcpy(out, "&lt;", 4); out += 4; break;
-        case '>': memcpy(out, "&gt;", 4); out += 4; break;
-        case 9: memcpy(out, "&#9;", 4); out += 4; break;
-        case 10: memcpy(out, "&#10;", 5); out += 5; break;
-        case 13: memcpy(out, "&#13;", 5); out += 5; break;
-        default:
-            if (c >= 32)
-                *out++ = (char)c;
-        }
-    }
-    return out;
-}
 
 inline char* twoDigits(char* out, unsigned v)
 {
@@ -186,10 +117,10 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
     bool traceSpecial = false, messageSpecial = false;
     const size_t traceLen = (size_t)event.stackTrace.len;
     const size_t traceOut = traceLen == 0 ? 0 :
-        xmlEscapedLength(event.stackTrace.p, traceLen, traceSpecial, nul);
+        qelXmlEscapedLength(event.stackTrace.p, traceLen, traceSpecial, nul);
     const size_t messageLen = (size_t)event.message.len;
     const size_t messageOut =
-        xmlEscapedLength(event.message.p, messageLen, messageSpecial, nul);
+        qelXmlEscapedLength(event.message.p, messageLen, messageSpecial, nul);
 
     // The record: type, optional code, timestamp, optional stack trace,
     // then the message; each attribute value is closed by a double quote.
@@ -209,7 +140,7 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
     size_t digitCount = 0;
     for (size_t v = record; v != 0 || digitCount == 0; v /= 10)
         digits[15 - digitCount++] = (char)('0' + v % 10);
-    const size_t padded = digitCount < 8 ? 8 : digitCount;
+    const size_t padded = digitCount < QEL_LOG_HEADER_SIZE_WIDTH ? QEL_LOG_HEADER_SIZE_WIDTH : digitCount;
     const size_t startLen = (size_t)QEL_LOG_EVENT_HEADER_START.len;
     const size_t endLen = (size_t)QEL_LOG_EVENT_HEADER_END.len;
     const size_t total = startLen + padded + endLen + record;
@@ -236,11 +167,11 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
     *q++ = '"';
     if (traceLen != 0) {
         q = put(q, traceOpen, sizeof traceOpen - 1);
-        q = xmlEscapeInto(q, event.stackTrace.p, traceLen, traceSpecial);
+        q = qelXmlEscapeInto(q, event.stackTrace.p, traceLen, traceSpecial);
         *q++ = '"';
     }
     *q++ = '>';
-    q = xmlEscapeInto(q, event.message.p, messageLen, messageSpecial);
+    q = qelXmlEscapeInto(q, event.message.p, messageLen, messageSpecial);
     q = put(q, messageClose, sizeof messageClose - 1);
     *q = '\0';
     if (nul) {
@@ -251,42 +182,6 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
     }
     return result;
 }
-
-namespace {
-
-// Whether any of the n bytes at s needs an entity; sets nul when one of
-// them is a NUL byte. Sixteen bytes at a time where the processor allows.
-inline bool xmlScan(const char* s, size_t n, bool& nul)
-{
-    const unsigned char* u = (const unsigned char*)s;
-    unsigned special = 0, zero = 0;
-    size_t i = 0;
-#if defined(__SSE2__)
-    const __m128i quote = _mm_set1_epi8('"'), amp = _mm_set1_epi8('&');
-    const __m128i lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>');
-    const __m128i tab = _mm_set1_epi8(9), lf = _mm_set1_epi8(10);
-    const __m128i cr = _mm_set1_epi8(13), nil = _mm_setzero_si128();
-    for (; i + 16 <= n; i += 16) {
-        const __m128i v = _mm_loadu_si128((const __m128i*)(u + i));
-        const __m128i m = _mm_or_si128(
-            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, quote), _mm_cmpeq_epi8(v, amp)),
-                         _mm_or_si128(_mm_cmpeq_epi8(v, lt), _mm_cmpeq_epi8(v, gt))),
-            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, tab), _mm_cmpeq_epi8(v, lf)),
-                         _mm_cmpeq_epi8(v, cr)));
-        special |= (unsigned)_mm_movemask_epi8(m);
-        zero |= (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, nil));
-    }
-#endif
-    for (; i < n; i++) {
-        special |= xmlEscape.width[u[i]] > 1;
-        zero |= u[i] == 0;
-    }
-    if (zero != 0)
-        nul = true;
-    return special != 0;
-}
-
-} // namespace
 
 QELLogEventFormatter::~QELLogEventFormatter()
 {
@@ -532,26 +427,6 @@ static const char* findLineEnd(const char* p, const char* end)
     return hit < end ? hit : NULL;
 }
 
-// Opens the companion library: by its name first (LD_LIBRARY_PATH, then this
-// library's RUNPATH $ORIGIN), then by the path beside this library's own
-// file, for loaders that do not apply this library's RUNPATH to the call
-// (an interposed dlopen, as under AddressSanitizer, searches as its own).
-static void* openCompanionLibrary()
-{
-    void* library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
-    if (library != NULL)
-        return library;
-    Dl_info self;
-    if (dladdr(reinterpret_cast<void*>(&openCompanionLibrary), &self) == 0 || self.dli_fname == NULL)
-        return NULL;
-    const char* slash = strrchr(self.dli_fname, '/');
-    if (slash == NULL)
-        return NULL;
-    QELString path(self.dli_fname, static_cast<int>(slash - self.dli_fname) + 1);
-    path.append("libQELI18n.so");
-    return dlopen(path.p, RTLD_LAZY | RTLD_GLOBAL);
-}
-
 QELLogDeserializer::QELLogDeserializer(QELLog* log)
     : QELLogDeserializer(log, startLogEventElement)
 {
@@ -583,7 +458,7 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
     if (createLogEventParser == NULL) {
         // First record of the process: load the companion library, which
         // lies beside this one.
-        void* library = openCompanionLibrary();
+        void* library = qelOpenCompanionLibrary();
         if (library == NULL) {
 #line 368
             QEL_ASSERT(0);
