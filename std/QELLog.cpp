@@ -3,8 +3,8 @@
 // reads framed records back.
 //
 // The assertion reports of this family name fixed lines (135, 166, 194 for
-// the formatters; 333, 368, 374, 489 for the deserializer), pinned with
-// #line so that the reports stay the same as the file changes.
+// the formatters; 333, 368, 374, 489 for the deserializer), given to
+// QEL_ASSERT_AT so that the reports stay the same as the file changes.
 #include "QELLog.h"
 
 #include <cstring>
@@ -21,6 +21,8 @@
 #include "QELLogFrame.h"
 #include "QELText.h"
 #include "QELXmlEscape.h"
+
+QEL_SOURCE_FILE("QELLog.cpp");
 
 QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
 QELString QEL_LOG_EVENT_HEADER_END(" -->");
@@ -72,9 +74,9 @@ inline char* put(char* out, const char* s, size_t n) { memcpy(out, s, n); return
 // Text form. The level is checked here; the record is sized once.
 QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
 {
-    if (event.type < 0 || event.type > 6)
-#line 135
-        QEL_ASSERT(0);
+    QEL_OPERATION("virtual QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent&)");
+    if (event.type < QEL_LOG_LEVEL_LOWEST || event.type > QEL_LOG_LEVEL_HIGHEST)
+        QEL_ASSERT_AT(0, 135);
     const size_t prefixLen = strlen(MESSAGE_TEXT_TYPES[event.type]);
     const size_t messageLen = (size_t)event.message.len;
     const size_t traceLen = (size_t)event.stackTrace.len;
@@ -99,14 +101,14 @@ QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
 // XML form: measured first, then header and record go into one exact block.
 QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
 {
+    QEL_OPERATION("virtual QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent&)");
     static const char typeOpen[] = "<Message type=\"";
     static const char codeOpen[] = " code=\"";
     static const char timeOpen[] = " timestamp=\"";
     static const char traceOpen[] = " stackTrace=\"";
     static const char messageClose[] = "</Message>\n";
-    if (event.type < 0 || event.type > 6)
-#line 166
-        QEL_ASSERT(0);
+    if (event.type < QEL_LOG_LEVEL_LOWEST || event.type > QEL_LOG_LEVEL_HIGHEST)
+        QEL_ASSERT_AT(0, 166);
     const char* typeName = MESSAGE_XML_TYPES[event.type];
     const size_t typeLen = strlen(typeName);
     const size_t codeLen = (size_t)event.code.len;
@@ -134,8 +136,7 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
 
     // The frame counts the record's bytes, its final line feed included.
     if (record > QEL_LOG_EVENT_MAX_RECORD)
-#line 194
-        QEL_ASSERT(0);
+        QEL_ASSERT_AT(0, 194);
     char digits[16];
     size_t digitCount = 0;
     for (size_t v = record; v != 0 || digitCount == 0; v /= 10)
@@ -329,6 +330,7 @@ QELDeleteLogEventParserFunction QELLogDeserializer::deleteLogEventParser = NULL;
 
 void startLogEventElement(void* userData, const char* name, const char** attributes)
 {
+    QEL_OPERATION("void startLogEventElement(void*, const char*, const char**)");
     (void)name;
     QELLogEvent* event = static_cast<QELLogEvent*>(userData);
     for (const char** a = attributes; a[0] != NULL; a += 2) {
@@ -347,8 +349,7 @@ void startLogEventElement(void* userData, const char* name, const char** attribu
             event->stackTrace.empty();
             event->stackTrace.append(value);
         } else {
-#line 333
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 333);
         }
     }
 }
@@ -455,13 +456,13 @@ QELLogDeserializer::~QELLogDeserializer()
 QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start,
                                                    unsigned int length)
 {
+    QEL_OPERATION("QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent&, const QELString&, unsigned int, unsigned int)");
     if (createLogEventParser == NULL) {
         // First record of the process: load the companion library, which
         // lies beside this one.
         void* library = qelOpenCompanionLibrary();
         if (library == NULL) {
-#line 368
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 368);
             return 0;
         }
         QELCreateLogEventParserFunction create =
@@ -470,8 +471,7 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
         deleteLogEventParser = parseLogEvent
             ? reinterpret_cast<QELDeleteLogEventParserFunction>(dlsym(library, "deleteLogEventParser")) : NULL;
         if (deleteLogEventParser == NULL) {
-#line 374
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 374);
             return 0;
         }
         createLogEventParser = create;
@@ -495,6 +495,7 @@ QELBoolean QELLogDeserializer::parseRecord(const QELString& recordText)
 
 void QELLogDeserializer::append(const QELString& text)
 {
+    QEL_OPERATION("void QELLogDeserializer::append(const QELString&)");
     Cursor at = takeText(text);
     for (;;) {
         bool goOn;
@@ -503,8 +504,7 @@ void QELLogDeserializer::append(const QELString& text)
         case READING_LINE: goOn = stepLine(at); break;
         case READING_RECORD: goOn = stepRecord(at); break;
         default:
-#line 489
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 489);
             goOn = false;
         }
         if (!goOn)

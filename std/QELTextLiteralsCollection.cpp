@@ -9,6 +9,9 @@
 
 #include "QELCompanionLibrary.h"
 #include "QELConfiguration.h"
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELTextLiteralsCollection.cpp");
 
 QELString QELTextLiteralsCollection::translationsPath;
 QELString QELTextLiteralsCollection::applicationLocale;
@@ -44,6 +47,7 @@ static bool fileExists(const QELString& fileName)
 
 QELTextLiteralsCollection::QELTextLiteralsCollection()
 {
+    QEL_OPERATION("QELTextLiteralsCollection::QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (applicationLocale.len == 0)
         applicationLocale = getQELI18nLang();
@@ -54,11 +58,13 @@ QELTextLiteralsCollection::QELTextLiteralsCollection()
 
 QELTextLiteralsCollection::~QELTextLiteralsCollection()
 {
+    QEL_OPERATION("virtual QELTextLiteralsCollection::~QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
 }
 
 void QELTextLiteralsCollection::init()
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::init()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (translationsPath.len == 0)
         return;
@@ -94,6 +100,7 @@ void QELTextLiteralsCollection::init()
 
 void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::loadTranslation(const QELString&)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     void* library = qelOpenCompanionLibrary();
     if (library == NULL) {
@@ -110,6 +117,7 @@ void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 
 int QELTextLiteralsCollection::addTextTranslation(const QELString& id, const QELString& text, const QELDOMElement* element)
 {
+    QEL_OPERATION("int QELTextLiteralsCollection::addTextTranslation(const QELString&, const QELString&, const QELDOMElement*)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     QELTextLiteral** literals = getTextLiterals();
     if (literals == NULL)

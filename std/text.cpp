@@ -4,7 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QELAssert.h"
 #include "QELXmlEscape.h"
+
+QEL_SOURCE_FILE("text.cpp");
 
 // ---------------------------------------------------------------------------
 // XML escaping
@@ -13,6 +16,7 @@
 // owns exactly its escaped text. The text ends at its first NUL.
 QELString escapeXMLString(const QELString& s)
 {
+    QEL_OPERATION("QELString escapeXMLString(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     const size_t n = strlen(s.p);
     bool special = false, nul = false;
