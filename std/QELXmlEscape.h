@@ -25,9 +25,9 @@ struct QELXmlEscapeWidths {
         width[static_cast<unsigned char>('&')] = 5;
         width[static_cast<unsigned char>('<')] = 4;
         width[static_cast<unsigned char>('>')] = 4;
-        width['\t'] = 4;
-        width['\n'] = 5;
-        width['\r'] = 5;
+        width[static_cast<unsigned char>('\t')] = 4;
+        width[static_cast<unsigned char>('\n')] = 5;
+        width[static_cast<unsigned char>('\r')] = 5;
     }
 };
 constexpr QELXmlEscapeWidths qelXmlEscapeWidths; // built at compile time
