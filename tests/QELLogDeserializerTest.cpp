@@ -255,7 +255,7 @@ TEST(QELLogDeserializerTest, PlainLineWaitsForItsLineEnd)
     EXPECT_TRUE(c.buffer.isEmpty());
 }
 
-TEST(QELLogDeserializerTest, LineEndsSplitLinesAsDescribed)
+TEST(QELLogDeserializerTest, LineEndsAreLfCrLfCrAndCrCrLf)
 {
     struct Case {
         const char* text;
