@@ -97,8 +97,9 @@ public:
     // A state outside 1 to 3 aborts (assertion 0). A record attribute other
     // than the four above aborts (see startLogEventElement).
     void append(const QELString& text);
-    // Delivers everything left as plain lines, a remainder without a line
-    // end as one last line.
+    // Ends the stream: delivers everything left, a record that cannot
+    // complete any more as plain lines and a remainder without a line end
+    // as one last line. The next append starts a new stream.
     void flush();
     // Parses the `length` bytes of `text` at `start` into `event`, loading
     // the companion library first if needed. Returns false when the record
