@@ -95,21 +95,21 @@ static void assignBytes(QELGBlob* b, const char* data, unsigned int n)
 
 // --- Hashing ---
 
+// Each byte (taken as signed) is added to the hash so far times this.
+static const unsigned int HASH_MULTIPLIER = 31;
+
 unsigned int blobHashCode(const char* p, unsigned int n)
 {
     unsigned int h = 0;
     for (unsigned int i = 0; i < n; i++)
-        h = h * 31 + static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(p[i])));
+        h = h * HASH_MULTIPLIER + static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(p[i])));
     return h + n;
 }
 
 unsigned int QELGBlob::hashCode() const
 {
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
-    unsigned int h = 0;
-    for (unsigned int i = 0; i < size; i++)
-        h = h * 31 + static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(p[i])));
-    return h + size;
+    return blobHashCode(p, size);
 }
 
 // --- QELGBlob ---

@@ -115,10 +115,15 @@ QELString::QELString(char c)
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
 }
 
+// Blocks of the number constructors: the longest decimal text of the type
+// ("-2147483648", "-9223372036854775808") and its NUL.
+static const unsigned int INT_TEXT_BLOCK = 12;
+static const unsigned int LONG_TEXT_BLOCK = 21;
+
 QELString::QELString(int v)
 {
     wbuf = NULL;
-    alloc = 12;
+    alloc = INT_TEXT_BLOCK;
     p = static_cast<char*>(malloc(alloc));
     len = snprintf(p, alloc, "%d", v);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
@@ -127,7 +132,7 @@ QELString::QELString(int v)
 QELString::QELString(long v)
 {
     wbuf = NULL;
-    alloc = 21;
+    alloc = LONG_TEXT_BLOCK;
     p = static_cast<char*>(malloc(alloc));
     len = snprintf(p, alloc, "%ld", v);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
@@ -377,14 +382,18 @@ QELString& QELString::add(const QELString* first, ...)
 // Plain NUL-terminated strings, one exact resize, terminator written once.
 // Lengths are taken once, before anything is written, so an element that
 // points into this string's own block copies the text it had at the call.
+// The lengths of this many list items are kept on the stack; a longer list
+// takes them from the heap.
+static const size_t LOCAL_LIST_LENGTHS = 16;
+
 QELString& QELString::add(const char* const* list)
 {
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t count = 0;
     while (list[count] != NULL)
         count++;
-    size_t localLengths[16];
-    size_t* lengths = count <= 16 ? localLengths : static_cast<size_t*>(malloc(count * sizeof(size_t)));
+    size_t localLengths[LOCAL_LIST_LENGTHS];
+    size_t* lengths = count <= LOCAL_LIST_LENGTHS ? localLengths : static_cast<size_t*>(malloc(count * sizeof(size_t)));
     unsigned int total = static_cast<unsigned int>(len);
     for (size_t i = 0; i < count; i++) {
         lengths[i] = strlen(list[i]);

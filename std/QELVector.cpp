@@ -7,6 +7,10 @@
 
 namespace {
 
+// The index that stands for no item: what a search that finds none returns,
+// and the position of an iterator that stands on none.
+const int NO_INDEX = -1;
+
 // The first index of n slots holding this very pointer, or -1. Unrolled by
 // four: identity scans are the vector's hottest search.
 inline int findPointer(const QELContainerItem* const* a, int n, const QELContainerItem* item)
@@ -25,7 +29,7 @@ inline int findPointer(const QELContainerItem* const* a, int n, const QELContain
     for (; i < n; ++i)
         if (a[i] == item)
             return i;
-    return -1;
+    return NO_INDEX;
 }
 
 // Makes room for one more item: A + A/8 + 3 slots from A >= 0, or exactly
@@ -118,7 +122,7 @@ QELBoolean QELVector::add(const QELContainerItem* item, bool unique, QELContaine
 {
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     int index = addElement(item, unique);
-    if (index == -1) {
+    if (index == NO_INDEX) {
         QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
         return false;
     }
@@ -135,7 +139,7 @@ QELBoolean QELVector::contains(const QELContainerItem* item, QELContainer::Itera
 {
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     int i = findPointer(array, size, item);
-    if (i == -1) {
+    if (i == NO_INDEX) {
         QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
         return false;
     }
@@ -228,7 +232,7 @@ int QELVector::addElement(const QELContainerItem* item, bool unique)
         for (int i = 0; i < n; ++i) {
             if (compare2Object(a[i], item) == 0) {
                 QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-                return -1;
+                return NO_INDEX;
             }
         }
     }
@@ -269,7 +273,7 @@ int QELVector::findFirstElement(const QELContainerKey* key) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 int QELVector::findLastElement(const QELContainerKey* key) const
@@ -283,14 +287,14 @@ int QELVector::findLastElement(const QELContainerKey* key) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 int QELVector::findNextElement(const QELContainerKey* key, int from) const
 {
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (from < 0)
-        return -1;
+        return NO_INDEX;
     const int n = size;
     const QELContainerItem* const* a = array;
     for (int i = from + 1; i < n; ++i) {
@@ -300,14 +304,14 @@ int QELVector::findNextElement(const QELContainerKey* key, int from) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
 {
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (from >= size || from <= 0)
-        return -1;
+        return NO_INDEX;
     const QELContainerItem* const* a = array;
     for (int i = from - 1; i >= 0; --i) {
         if (compare2Key(a[i], key) == 0) {
@@ -316,7 +320,7 @@ int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 QELContainerItem* QELVector::removeElement(int index)
@@ -366,19 +370,19 @@ void QELVector::shrink()
 // QELVector::Iterator
 // ---------------------------------------------------------------------------
 
-QELVector::Iterator::Iterator() : QELContainer::Iterator(), position(-1)
+QELVector::Iterator::Iterator() : QELContainer::Iterator(), position(NO_INDEX)
 {
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
 QELVector::Iterator::Iterator(const QELVector& v, bool first)
-    : QELContainer::Iterator(&v), position(v.size == 0 ? -1 : (first ? 0 : v.size - 1))
+    : QELContainer::Iterator(&v), position(v.size == 0 ? NO_INDEX : (first ? 0 : v.size - 1))
 {
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
 QELVector::Iterator::Iterator(const QELVector& v, int pos)
-    : QELContainer::Iterator(&v), position(pos >= 0 && pos < v.size ? pos : -1)
+    : QELContainer::Iterator(&v), position(pos >= 0 && pos < v.size ? pos : NO_INDEX)
 {
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
@@ -473,7 +477,7 @@ QELContainerItem* QELVector::Iterator::findFirst(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findFirstElement(key);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -487,7 +491,7 @@ QELContainerItem* QELVector::Iterator::findLast(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findLastElement(key);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -501,7 +505,7 @@ QELContainerItem* QELVector::Iterator::findNext(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findNextElement(key, position);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -515,7 +519,7 @@ QELContainerItem* QELVector::Iterator::findPrevious(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findPreviousElement(key, position);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -545,7 +549,7 @@ QELContainerItem* QELVector::Iterator::moveTo(QELVector& v, bool first)
 {
     container = &v;
     if (v.size == 0) {
-        position = -1;
+        position = NO_INDEX;
         QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
         return NULL;
     }
@@ -669,7 +673,7 @@ QELContainerItem* QELConstVector::remove(QELContainer::Iterator*)
 int QELConstVector::addElement(const QELContainerItem*, bool)
 {
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 QELContainerItem* QELConstVector::removeElement(int)
