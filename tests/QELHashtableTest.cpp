@@ -14,23 +14,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "QELContainerTestSupport.h"
 #include "QELHashtable.h"
 
 namespace {
-
-// An item that counts its lives, to prove that no table frees one.
-struct Item {
-    int key;
-    static int alive;
-    explicit Item(int k = 0) : key(k) { ++alive; }
-    Item(const Item& o) : key(o.key) { ++alive; }
-    ~Item() { --alive; }
-};
-int Item::alive = 0;
-
-const QELContainerItem* I(const Item* p) { return reinterpret_cast<const QELContainerItem*>(p); }
-const Item* ItemOf(const QELContainerItem* p) { return reinterpret_cast<const Item*>(p); }
-const QELContainerKey* K(const int* k) { return reinterpret_cast<const QELContainerKey*>(k); }
 
 // Items keyed by int; the hash is the key itself, so the bucket of key k is
 // k & table_mask and tests can place items in chosen buckets.
@@ -43,15 +30,10 @@ public:
         QELHashtable::operator=(other);
         return *this;
     }
-    virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const
-    {
-        int x = ItemOf(a)->key, y = ItemOf(b)->key;
-        return (x > y) - (x < y);
-    }
+    virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const { return CompareItems(a, b); }
     virtual int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const
     {
-        int x = ItemOf(item)->key, y = *reinterpret_cast<const int*>(key);
-        return (x > y) - (x < y);
+        return CompareItemToKey(item, key);
     }
     virtual unsigned int hashObject(const QELContainerItem* item) const { return static_cast<unsigned int>(ItemOf(item)->key); }
     virtual unsigned int hashKey(const QELContainerKey* key) const { return static_cast<unsigned int>(*reinterpret_cast<const int*>(key)); }
@@ -94,24 +76,6 @@ testing::AssertionResult IsSoundTable(const QELHashtable& t)
     return testing::AssertionSuccess();
 }
 
-std::vector<const Item*> Contents(const QELHashtable& t)
-{
-    std::vector<const Item*> v;
-    QELHashtable::Iterator it(t, true);
-    for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
-        v.push_back(ItemOf(p));
-    return v;
-}
-
-std::vector<const Item*> ReverseContents(const QELHashtable& t)
-{
-    std::vector<const Item*> v;
-    QELHashtable::Iterator it(t, false);
-    for (QELContainerItem* p = it.get(); p != NULL; p = it.previous())
-        v.push_back(ItemOf(p));
-    return v;
-}
-
 #define QEL_STR2(x) #x
 #define QEL_XSTR(x) QEL_STR2(x)
 
@@ -124,15 +88,6 @@ std::string Report(const std::string& signature, const std::string& expression)
 const char* const kTableInvariant =
     "( ( ((this)->size>=0) && ((this)->table!=__null) && ((this)->table_mask>0) ) || "
     "( ((this)->size==0) && ((this)->table_mask<0) ) )";
-
-std::vector<Item> MakeItems(const std::vector<int>& keys)
-{
-    std::vector<Item> v;
-    v.reserve(keys.size());
-    for (int k : keys)
-        v.emplace_back(k);
-    return v;
-}
 
 } // namespace
 

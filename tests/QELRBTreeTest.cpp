@@ -12,36 +12,18 @@
 #include <string>
 #include <vector>
 
+#include "QELContainerTestSupport.h"
 #include "QELRBTree.h"
 
 namespace {
 
-// An item that counts its lives, to prove that no tree frees one.
-struct Item {
-    int key;
-    static int alive;
-    explicit Item(int k = 0) : key(k) { ++alive; }
-    Item(const Item& o) : key(o.key) { ++alive; }
-    ~Item() { --alive; }
-};
-int Item::alive = 0;
-
-const QELContainerItem* I(const Item* p) { return reinterpret_cast<const QELContainerItem*>(p); }
-const Item* ItemOf(const QELContainerItem* p) { return reinterpret_cast<const Item*>(p); }
-const QELContainerKey* K(const int* k) { return reinterpret_cast<const QELContainerKey*>(k); }
-
 // Orders Items by key; keys are ints. Publishes the node operations.
 class IntTree : public QELRBTree {
 public:
-    virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const
-    {
-        int x = ItemOf(a)->key, y = ItemOf(b)->key;
-        return (x > y) - (x < y);
-    }
+    virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const { return CompareItems(a, b); }
     virtual int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const
     {
-        int x = ItemOf(item)->key, y = *reinterpret_cast<const int*>(key);
-        return (x > y) - (x < y);
+        return CompareItemToKey(item, key);
     }
     using QELRBTree::addNode;
     using QELRBTree::getNode;
@@ -140,24 +122,6 @@ struct ByKeyThenAddress {
 };
 typedef std::multiset<const Item*, ByKeyThenAddress> Model;
 
-std::vector<const Item*> Contents(const QELRBTree& t)
-{
-    std::vector<const Item*> v;
-    QELRBTree::Iterator it(t, true);
-    for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
-        v.push_back(ItemOf(p));
-    return v;
-}
-
-std::vector<const Item*> ReverseContents(const QELRBTree& t)
-{
-    std::vector<const Item*> v;
-    QELRBTree::Iterator it(t, false);
-    for (QELContainerItem* p = it.get(); p != NULL; p = it.previous())
-        v.push_back(ItemOf(p));
-    return v;
-}
-
 // Escapes a literal text for a POSIX extended regular expression.
 #define QEL_STR2(x) #x
 #define QEL_XSTR(x) QEL_STR2(x)
@@ -166,16 +130,6 @@ std::vector<const Item*> ReverseContents(const QELRBTree& t)
 std::string Report(const std::string& signature, const std::string& expression)
 {
     return Quote("QELRBTree.cpp") + ".*" + Signature(signature) + ".*" + Quote(expression);
-}
-
-// Items with keys given, stored in ascending address order.
-std::vector<Item> MakeItems(const std::vector<int>& keys)
-{
-    std::vector<Item> v;
-    v.reserve(keys.size());
-    for (int k : keys)
-        v.emplace_back(k);
-    return v;
 }
 
 } // namespace
