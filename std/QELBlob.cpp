@@ -1,5 +1,6 @@
 // QELBlob: counted byte buffers, their temporaries and concatenation.
 #include "QELBlob.h"
+#include "QELStartup.h"
 #include "QELVariadicList.h"
 
 #include <cstdarg>
@@ -8,7 +9,7 @@
 #include <cstring>
 
 // The canonical empty temporary; it owns nothing and is never changed.
-QELTBlob emptyTBlob;
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELTBlob emptyTBlob;
 
 // --- Internal byte helpers (no invariant checks: the operations do them) ---
 

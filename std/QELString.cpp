@@ -1,6 +1,7 @@
 // QELString: construction, assignment, growth, lock/wrap, hashing and the
 // derived substring, case, escape, trim and UTF-16 operations.
 #include "QELString.h"
+#include "QELStartup.h"
 #include "QELVariadicList.h"
 
 #include <climits>
@@ -19,8 +20,8 @@
 static char qelEmptyBuffer[1] = { '\0' };
 char* QELString::emptyPtr = qelEmptyBuffer;
 
-// Built at load time; this file is first in the library's link order.
-QELString emptyString;
+// Built at load time, before every object that may use it.
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString emptyString;
 
 QELString& getEmptyTString()
 {

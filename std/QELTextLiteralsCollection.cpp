@@ -8,9 +8,10 @@
 #include <sys/stat.h>
 
 #include "QELConfiguration.h"
+#include "QELStartup.h"
 
-QELString QELTextLiteralsCollection::translationsPath;
-QELString QELTextLiteralsCollection::applicationLocale;
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QELTextLiteralsCollection::translationsPath;
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QELTextLiteralsCollection::applicationLocale;
 QELTextLiteralsCollection* QELTextLiteralsCollection::textLiteralsCollections[128];
 int32_t QELTextLiteralsCollection::counOfTextLiteralsCollections = 0;
 

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "QELSetup.h"
+#include "QELStartup.h"
 
 namespace {
 
@@ -130,7 +131,7 @@ QELString directoryValue(QELSetup& setup, const char* key)
 
 } // namespace
 
-QELConfigurationData config;
+QEL_BUILT_AT(QEL_STAGE_CONFIGURATION) QELConfigurationData config;
 
 QELConfigurationData::QELConfigurationData()
 {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "QELConfiguration.h"
+#include "QELLog.h"
 #include "QELTestChild.h"
 
 // --- The loader, as the tests want it ---
@@ -789,6 +790,17 @@ TEST_F(QELConfigurationTest, LoadsFromTheInstallationsConfDirectoryByDefault)
     EXPECT_TRUE(child.passed()) << child.output;
 }
 
+// The standard-error sink is built at load time after the configuration
+// it takes its level from, whatever the order of the library's sources.
+TEST_F(QELConfigurationTest, StandardErrorSinkTakesTheSetupFilesLevelAtLoadTime)
+{
+    writeFile(dir + "/QELSetup.xml", setupXml("<Log><LogLevel>2</LogLevel></Log>"));
+    std::string conf = dir + "/";
+    Child child = runChild("StandardErrorSinkHasTheSetupFilesLevel",
+                           { { "QEL_CONFIGURATION_PATH", conf.c_str() }, { "QEL_LOG_LEVEL", nullptr } });
+    EXPECT_TRUE(child.passed()) << child.output;
+}
+
 TEST_F(QELConfigurationTest, LoadsWhenTheLibraryCannotFindItself)
 {
     Child child = runChild("LoadsWhenTheLibraryCannotFindItself",
@@ -921,6 +933,13 @@ TEST(DISABLED_InChild, LoadsFromTheInstallationsConfDirectory)
     EXPECT_EQ(env("QEL_TEXT_LITERALS_PATH"), "/lit/"); // published while loading
     EXPECT_EQ(getQELLogLevel(), 2);
     EXPECT_EQ(env("QEL_LOG_LEVEL"), "2");
+}
+
+TEST(DISABLED_InChild, StandardErrorSinkHasTheSetupFilesLevel)
+{
+    EXPECT_EQ(QEL_STDERR.logLevel, 2);
+    EXPECT_EQ(str(emptyString), "");
+    EXPECT_EQ(str(QEL_LOG_EVENT_HEADER_START), "<!-- QELLog size=");
 }
 
 TEST(DISABLED_InChild, LoadsWhenTheLibraryCannotFindItself)
