@@ -282,7 +282,7 @@ QELGBlob& QELGBlob::reverse()
             p[j] = c;
         }
     } else {
-        // Deliberate existing behaviour: the new block stays marked as
+        // Deliberate: the new block stays marked as
         // wrapped, so this blob never frees it.
         char* np = static_cast<char*>(malloc(size));
         for (unsigned int i = 0; i < size; i++)
@@ -672,7 +672,7 @@ QELTBlob operator+(const QELTBlob& s1, const char* s2)
 QELTBlob operator+(const char* s1, const QELTBlob& s2)
 {
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
-    // Deliberate existing behaviour: s1 goes after the temporary's bytes.
+    // Deliberate: s1 goes after the temporary's bytes.
     QELTBlob& t = const_cast<QELTBlob&>(s2);
     if (s1 != NULL)
         appendBytes(&t, s1, static_cast<unsigned int>(strlen(s1)));

@@ -232,7 +232,7 @@ QELString QELFile::getDirectory() const
 }
 
 // A name whose only dot is its first character has an empty file name
-// (kept).
+// (deliberate).
 QELString QELFile::getFileName() const
 {
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
@@ -261,7 +261,7 @@ bool QELFile::exists() const
     return statPath(path.p, mode, size);
 }
 
-// One bit of the mode, not the whole type field: a socket counts (kept).
+// One bit of the mode, not the whole type field (deliberate: a socket counts).
 bool QELFile::isFile() const
 {
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
@@ -270,7 +270,7 @@ bool QELFile::isFile() const
     return statPath(path.p, mode, size) && (mode & 0x8000) != 0;
 }
 
-// One bit of the mode: a block device counts (kept).
+// One bit of the mode (deliberate: a block device counts).
 bool QELFile::isDirectory() const
 {
     QEL_ASSERT(QEL_FILE_INVARIANT(this));

@@ -620,7 +620,7 @@ TEST(QELHashtableIteratorTest, StepsFromTheWrongStateCodeGiveNull)
     KeyTable t(4);
     for (Item& it : items)
         t.add(I(&it));
-    // next locates only -2 and previous only -3 (existing behaviour).
+    // next locates only -2 and previous only -3 (deliberate).
     QELHashtable::Iterator last(t, false);
     EXPECT_EQ(NULL, last.next());
     EXPECT_EQ(-3, last.index);
