@@ -21,7 +21,9 @@
 // string has an empty buffer, a non-empty one never points at the shared
 // empty buffer, and an owned block is strictly larger than the text.
 // Meaningful only while the string is unlocked (len is compared unsigned).
+// clang-format off
 #define QEL_STRING_INVARIANT(s) ( ( ( ((s)->len==0) && ((s)->p[0]=='\0') ) || ( ((s)->len>0) && ((s)->p!=QELString::emptyPtr) ) ) && ( ((s)->alloc==0) || ((s)->alloc>(s)->len) ) )
+// clang-format on
 
 // A NUL-terminated 8-bit (UTF-8 by convention) string in one of three
 // ownership states: shared empty (p == emptyPtr, alloc 0), owning a heap
