@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # Installs every Debian package the build, the tests and the tools need,
-# skipping those already present. Pass --bench to add the benchmark peers.
+# skipping those already present. Pass --bench to add the benchmark peers,
+# --coverage the coverage tools.
 set -euo pipefail
 
 packages=(cmake g++ clang make pkg-config procps valgrind
           libicu-dev libxerces-c-dev unixodbc-dev libexpat1-dev
           googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev)
-if [ "${1:-}" = "--bench" ]; then
-  packages+=(libspdlog-dev qtbase5-dev libpoco-dev)
-fi
+case "${1:-}" in
+  --bench) packages+=(libspdlog-dev qtbase5-dev libpoco-dev) ;;
+  --coverage) packages+=(llvm-14) ;;
+esac
 
 missing=()
 for p in "${packages[@]}"; do

@@ -8,6 +8,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELBlob.cpp");
+
 // The canonical empty temporary; it owns nothing and is never changed.
 QEL_BUILT_AT(QEL_STAGE_VALUES) QELTBlob emptyTBlob;
 
@@ -109,6 +113,7 @@ unsigned int blobHashCode(const char* p, unsigned int n)
 
 unsigned int QELGBlob::hashCode() const
 {
+    QEL_OPERATION("unsigned int QELGBlob::hashCode() const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     return blobHashCode(p, size);
 }
@@ -117,6 +122,7 @@ unsigned int QELGBlob::hashCode() const
 
 QELGBlob& QELGBlob::add(const QELGBlob* const* list)
 {
+    QEL_OPERATION("QELGBlob& QELGBlob::add(const QELGBlob* const*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     unsigned int total = size;
     if (list != NULL) {
@@ -157,6 +163,7 @@ QELGBlob& QELGBlob::add(const QELGBlob* first, ...)
 
 QELGBlob& QELGBlob::add(const char* const* list)
 {
+    QEL_OPERATION("QELGBlob& QELGBlob::add(const char* const*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     unsigned int total = size;
     if (list != NULL) {
@@ -193,6 +200,7 @@ QELGBlob& QELGBlob::add(const char* first, ...)
 
 void QELGBlob::empty()
 {
+    QEL_OPERATION("void QELGBlob::empty()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -204,6 +212,7 @@ void QELGBlob::empty()
 
 unsigned int QELGBlob::setSize(unsigned int n)
 {
+    QEL_OPERATION("unsigned int QELGBlob::setSize(unsigned int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (n == 0) {
         if (!isWrap)
@@ -226,6 +235,7 @@ unsigned int QELGBlob::setSize(unsigned int n)
 
 QELTBlob QELGBlob::mid(unsigned int start, unsigned int count) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::mid(unsigned int, unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (start >= size || count == 0)
         return QELTBlob(emptyTBlob);
@@ -238,6 +248,7 @@ QELTBlob QELGBlob::mid(unsigned int start, unsigned int count) const
 
 QELTBlob QELGBlob::mid(unsigned int start) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::mid(unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (start >= size)
         return QELTBlob(emptyTBlob);
@@ -249,6 +260,7 @@ QELTBlob QELGBlob::mid(unsigned int start) const
 
 QELTBlob QELGBlob::left(unsigned int n) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::left(unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (n == 0)
         return QELTBlob(emptyTBlob);
@@ -260,6 +272,7 @@ QELTBlob QELGBlob::left(unsigned int n) const
 
 QELTBlob QELGBlob::right(unsigned int n) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::right(unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (n == 0)
         return QELTBlob(emptyTBlob);
@@ -272,6 +285,7 @@ QELTBlob QELGBlob::right(unsigned int n) const
 
 QELGBlob& QELGBlob::reverse()
 {
+    QEL_OPERATION("QELGBlob& QELGBlob::reverse()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (size == 0)
         return *this;
@@ -295,6 +309,7 @@ QELGBlob& QELGBlob::reverse()
 
 void QELGBlob::wrap(const QELGBlob& s)
 {
+    QEL_OPERATION("void QELGBlob::wrap(const QELGBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     // Wrapping one's own buffer changes nothing (and must not free it).
@@ -310,6 +325,7 @@ void QELGBlob::wrap(const QELGBlob& s)
 
 void QELGBlob::wrap(const char* data, unsigned int n)
 {
+    QEL_OPERATION("void QELGBlob::wrap(const char*, unsigned int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     // Re-wrapping an owned buffer would free it under the view: no change.
     if (!isWrap && data == p)
@@ -324,6 +340,7 @@ void QELGBlob::wrap(const char* data, unsigned int n)
 
 bool QELGBlob::unwrap()
 {
+    QEL_OPERATION("bool QELGBlob::unwrap()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap || p == NULL)
         return false;
@@ -343,6 +360,7 @@ bool QELGBlob::unwrap()
 
 QELBlob::QELBlob(unsigned int n)
 {
+    QEL_OPERATION("QELBlob::QELBlob(unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         size = n;
@@ -353,6 +371,7 @@ QELBlob::QELBlob(unsigned int n)
 
 QELBlob::QELBlob(const char* s)
 {
+    QEL_OPERATION("QELBlob::QELBlob(const char*)");
     if (s != NULL && *s != '\0') {
         size = static_cast<unsigned int>(strlen(s));
         p = static_cast<char*>(malloc(size));
@@ -364,6 +383,7 @@ QELBlob::QELBlob(const char* s)
 
 QELBlob::QELBlob(const char* data, unsigned int n)
 {
+    QEL_OPERATION("QELBlob::QELBlob(const char*, unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         if (data != NULL)
@@ -376,6 +396,7 @@ QELBlob::QELBlob(const char* data, unsigned int n)
 
 QELBlob::QELBlob(char c, unsigned int n)
 {
+    QEL_OPERATION("QELBlob::QELBlob(char, unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         memset(p, c, n);
@@ -387,6 +408,7 @@ QELBlob::QELBlob(char c, unsigned int n)
 
 QELBlob::QELBlob(const QELBlob& s) : QELGBlob()
 {
+    QEL_OPERATION("QELBlob::QELBlob(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (s.size != 0) {
         p = static_cast<char*>(malloc(s.size));
@@ -399,6 +421,7 @@ QELBlob::QELBlob(const QELBlob& s) : QELGBlob()
 
 QELBlob::QELBlob(const QELBlob& s, unsigned int n) : QELGBlob()
 {
+    QEL_OPERATION("QELBlob::QELBlob(const QELBlob&, unsigned int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
@@ -411,6 +434,7 @@ QELBlob::QELBlob(const QELBlob& s, unsigned int n) : QELGBlob()
 
 QELBlob::QELBlob(const QELTBlob& t) : QELGBlob()
 {
+    QEL_OPERATION("QELBlob::QELBlob(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (!t.isWrap) {
         takeOver(this, t);
@@ -425,6 +449,7 @@ QELBlob::QELBlob(const QELTBlob& t) : QELGBlob()
 
 QELBlob::~QELBlob()
 {
+    QEL_OPERATION("QELBlob::~QELBlob()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -432,6 +457,7 @@ QELBlob::~QELBlob()
 
 QELBlob& QELBlob::operator=(const QELBlob& s)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator=(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (p == s.p)
@@ -443,6 +469,7 @@ QELBlob& QELBlob::operator=(const QELBlob& s)
 
 QELBlob& QELBlob::operator=(const char* s)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     assignBytes(this, s, s != NULL ? static_cast<unsigned int>(strlen(s)) : 0);
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
@@ -451,6 +478,7 @@ QELBlob& QELBlob::operator=(const char* s)
 
 QELBlob& QELBlob::operator=(const QELTBlob& t)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator=(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (t.size == 0) {
@@ -468,6 +496,7 @@ QELBlob& QELBlob::operator=(const QELTBlob& t)
 
 QELBlob& QELBlob::operator+=(const QELBlob& right)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator+=(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&right));
     appendBytes(this, right.p, right.size);
@@ -477,6 +506,7 @@ QELBlob& QELBlob::operator+=(const QELBlob& right)
 
 QELBlob& QELBlob::operator+=(const char* s)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator+=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (s != NULL)
         appendBytes(this, s, static_cast<unsigned int>(strlen(s)));
@@ -486,6 +516,7 @@ QELBlob& QELBlob::operator+=(const char* s)
 
 QELBlob& QELBlob::operator+=(const QELTBlob& t)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator+=(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (t.size != 0) {
@@ -503,6 +534,7 @@ QELBlob& QELBlob::operator+=(const QELTBlob& t)
 
 void QELBlob::add(void* data, int n)
 {
+    QEL_OPERATION("void QELBlob::add(void*, int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (data != NULL && n > 0)
         appendBytes(this, static_cast<const char*>(data), static_cast<unsigned int>(n));
@@ -513,6 +545,7 @@ void QELBlob::add(void* data, int n)
 
 QELTBlob::QELTBlob(unsigned int n)
 {
+    QEL_OPERATION("QELTBlob::QELTBlob(unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         size = n;
@@ -523,6 +556,7 @@ QELTBlob::QELTBlob(unsigned int n)
 
 QELTBlob::QELTBlob(const QELTBlob& t) : QELGBlob()
 {
+    QEL_OPERATION("QELTBlob::QELTBlob(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     takeOver(this, t);
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
@@ -530,6 +564,7 @@ QELTBlob::QELTBlob(const QELTBlob& t) : QELGBlob()
 
 QELTBlob::~QELTBlob()
 {
+    QEL_OPERATION("QELTBlob::~QELTBlob()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -537,6 +572,7 @@ QELTBlob::~QELTBlob()
 
 QELTBlob& QELTBlob::operator=(const QELBlob& s)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator=(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (!isWrap && p != s.p)
@@ -550,6 +586,7 @@ QELTBlob& QELTBlob::operator=(const QELBlob& s)
 
 QELTBlob& QELTBlob::operator=(const QELTBlob& t)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator=(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (&t == this)
@@ -563,6 +600,7 @@ QELTBlob& QELTBlob::operator=(const QELTBlob& t)
 
 QELTBlob& QELTBlob::operator=(const char* s)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -575,6 +613,7 @@ QELTBlob& QELTBlob::operator=(const char* s)
 
 QELTBlob& QELTBlob::operator+=(const QELGBlob& right)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator+=(const QELGBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&right));
     appendBytes(this, right.p, right.size);
@@ -584,6 +623,7 @@ QELTBlob& QELTBlob::operator+=(const QELGBlob& right)
 
 QELTBlob& QELTBlob::operator+=(const char* s)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator+=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (s != NULL)
         appendBytes(this, s, static_cast<unsigned int>(strlen(s)));
@@ -595,6 +635,7 @@ QELTBlob& QELTBlob::operator+=(const char* s)
 
 QELTBlob operator+(const QELBlob& s1, const QELBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELBlob&, const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     unsigned int total = s1.size + s2.size;
@@ -609,6 +650,7 @@ QELTBlob operator+(const QELBlob& s1, const QELBlob& s2)
 
 QELTBlob operator+(const QELBlob& s1, const char* s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELBlob&, const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     unsigned int n = s2 != NULL ? static_cast<unsigned int>(strlen(s2)) : 0;
     unsigned int total = s1.size + n;
@@ -623,6 +665,7 @@ QELTBlob operator+(const QELBlob& s1, const char* s2)
 
 QELTBlob operator+(const char* s1, const QELBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const char*, const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     unsigned int n = s1 != NULL ? static_cast<unsigned int>(strlen(s1)) : 0;
     unsigned int total = n + s2.size;
@@ -637,6 +680,7 @@ QELTBlob operator+(const char* s1, const QELBlob& s2)
 
 QELTBlob operator+(const QELTBlob& s1, const QELBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELTBlob&, const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     // The temporary is grown in place and then handed on.
@@ -649,6 +693,7 @@ QELTBlob operator+(const QELTBlob& s1, const QELBlob& s2)
 
 QELTBlob operator+(const QELTBlob& s1, const QELTBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELTBlob&, const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     QELTBlob& t = const_cast<QELTBlob&>(s1);
@@ -660,6 +705,7 @@ QELTBlob operator+(const QELTBlob& s1, const QELTBlob& s2)
 
 QELTBlob operator+(const QELTBlob& s1, const char* s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELTBlob&, const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QELTBlob& t = const_cast<QELTBlob&>(s1);
     if (s2 != NULL)
@@ -671,6 +717,7 @@ QELTBlob operator+(const QELTBlob& s1, const char* s2)
 
 QELTBlob operator+(const char* s1, const QELTBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const char*, const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     // Deliberate: s1 goes after the temporary's bytes.
     QELTBlob& t = const_cast<QELTBlob&>(s2);
@@ -683,6 +730,7 @@ QELTBlob operator+(const char* s1, const QELTBlob& s2)
 
 QELTBlob operator+(const QELBlob& s1, const QELTBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELBlob&, const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     QELTBlob& t = const_cast<QELTBlob&>(s2);

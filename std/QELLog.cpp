@@ -3,8 +3,8 @@
 // reads framed records back.
 //
 // The assertion reports of this family name fixed lines (135, 166, 194 for
-// the formatters; 333, 368, 374, 489 for the deserializer), pinned with
-// #line so that the reports stay the same as the file changes.
+// the formatters; 333, 368, 374, 489 for the deserializer), given to
+// QEL_ASSERT_AT so that the reports stay the same as the file changes.
 #include "QELLog.h"
 
 #include <cstring>
@@ -22,6 +22,8 @@
 #include "QELLogDeserializer.h"
 #include "QELStartup.h"
 #include "QELText.h"
+
+QEL_SOURCE_FILE("QELLog.cpp");
 
 QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
 QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QEL_LOG_EVENT_HEADER_END(" -->");
@@ -141,9 +143,9 @@ inline char* put(char* out, const char* s, size_t n) { memcpy(out, s, n); return
 // Text form. The level is checked here; the record is sized once.
 QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
 {
+    QEL_OPERATION("virtual QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent&)");
     if (event.type < 0 || event.type > 6)
-#line 135
-        QEL_ASSERT(0);
+        QEL_ASSERT_AT(0, 135);
     const size_t prefixLen = strlen(MESSAGE_TEXT_TYPES[event.type]);
     const size_t messageLen = (size_t)event.message.len;
     const size_t traceLen = (size_t)event.stackTrace.len;
@@ -168,14 +170,14 @@ QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
 // XML form: measured first, then header and record go into one exact block.
 QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
 {
+    QEL_OPERATION("virtual QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent&)");
     static const char typeOpen[] = "<Message type=\"";
     static const char codeOpen[] = " code=\"";
     static const char timeOpen[] = " timestamp=\"";
     static const char traceOpen[] = " stackTrace=\"";
     static const char messageClose[] = "</Message>\n";
     if (event.type < 0 || event.type > 6)
-#line 166
-        QEL_ASSERT(0);
+        QEL_ASSERT_AT(0, 166);
     const char* typeName = MESSAGE_XML_TYPES[event.type];
     const size_t typeLen = strlen(typeName);
     const size_t codeLen = (size_t)event.code.len;
@@ -203,8 +205,7 @@ QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
 
     // The frame counts the record's bytes, its final line feed included.
     if (record > QEL_LOG_EVENT_MAX_RECORD)
-#line 194
-        QEL_ASSERT(0);
+        QEL_ASSERT_AT(0, 194);
     char digits[16];
     size_t digitCount = 0;
     for (size_t v = record; v != 0 || digitCount == 0; v /= 10)
@@ -440,6 +441,7 @@ QELDeleteLogEventParserFunction QELLogDeserializer::deleteLogEventParser = NULL;
 
 void startLogEventElement(void* userData, const char* name, const char** attributes)
 {
+    QEL_OPERATION("void startLogEventElement(void*, const char*, const char**)");
     (void)name;
     QELLogEvent* event = static_cast<QELLogEvent*>(userData);
     for (const char** a = attributes; a[0] != NULL; a += 2) {
@@ -458,8 +460,7 @@ void startLogEventElement(void* userData, const char* name, const char** attribu
             event->stackTrace.empty();
             event->stackTrace.append(value);
         } else {
-#line 333
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 333);
         }
     }
 }
@@ -549,13 +550,13 @@ QELLogDeserializer::~QELLogDeserializer()
 QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start,
                                                    unsigned int length)
 {
+    QEL_OPERATION("QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent&, const QELString&, unsigned int, unsigned int)");
     if (createLogEventParser == NULL) {
         // First record of the process: load the companion library, which
         // lies beside this one.
         void* library = openCompanionLibrary();
         if (library == NULL) {
-#line 368
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 368);
             return 0;
         }
         QELCreateLogEventParserFunction create =
@@ -564,8 +565,7 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
         deleteLogEventParser = parseLogEvent
             ? reinterpret_cast<QELDeleteLogEventParserFunction>(dlsym(library, "deleteLogEventParser")) : NULL;
         if (deleteLogEventParser == NULL) {
-#line 374
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 374);
             return 0;
         }
         createLogEventParser = create;
@@ -582,6 +582,7 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
 
 void QELLogDeserializer::append(const QELString& text)
 {
+    QEL_OPERATION("void QELLogDeserializer::append(const QELString&)");
     // With nothing pending the caller's text is read in place and only its
     // unconsumed tail is copied; otherwise the text joins the buffer, which
     // grows geometrically. Text stops at its first NUL, as append() does.
@@ -701,8 +702,7 @@ void QELLogDeserializer::append(const QELString& text)
             continue;
         }
         default:
-#line 489
-            QEL_ASSERT(0);
+            QEL_ASSERT_AT(0, 489);
             goto stop;
         }
     }

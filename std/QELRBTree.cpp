@@ -1,5 +1,8 @@
 // QELRBTree: the red-black tree of item pointers and its iterator.
 #include "QELRBTree.h"
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELRBTree.cpp");
 
 // The colour bit in the low bit of a node's parent word (set: red); nodes
 // are aligned, so the address never uses it. Colour changes keep the parent
@@ -35,6 +38,7 @@ static inline QELRBTreeNode* newNode(const QELContainerItem* item, QELRBTreeNode
 QELRBTree::QELRBTree()
     : _QELContainer(), QELContainer()
 {
+    QEL_OPERATION("QELRBTree::QELRBTree()");
     QELRBTreeNode* nil = new QELRBTreeNode;
     nil->left = nil;
     nil->right = nil;
@@ -48,6 +52,7 @@ QELRBTree::QELRBTree()
 QELRBTree::QELRBTree(const QELRBTree& other)
     : _QELContainer(), QELContainer()
 {
+    QEL_OPERATION("QELRBTree::QELRBTree(const QELRBTree&)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
     QELRBTreeNode* nil = new QELRBTreeNode;
     nil->left = nil;
@@ -87,6 +92,7 @@ QELRBTreeNode* QELRBTree::_duplicateNode(const QELRBTreeNode* node, const QELRBT
 
 void QELRBTree::_deleteNode(QELRBTreeNode* node, QELRBTreeNode* sentinel)
 {
+    QEL_OPERATION("void QELRBTree::_deleteNode(QELRBTreeNode*, QELRBTreeNode*)");
     QEL_ASSERT(QEL_RBTREE_NODE_INVARIANT(this, node));
     if (node->left != sentinel)
         _deleteNode(node->left, sentinel);
@@ -97,6 +103,7 @@ void QELRBTree::_deleteNode(QELRBTreeNode* node, QELRBTreeNode* sentinel)
 
 QELBoolean QELRBTree::empty()
 {
+    QEL_OPERATION("virtual QELBoolean QELRBTree::empty()");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QELRBTreeNode* nil = sentinel();
     if (_root != nil) {
@@ -163,6 +170,7 @@ QELContainerItem* QELRBTree::findFirst(const QELContainerKey* key, QELContainer:
 
 QELContainerItem* QELRBTree::remove(QELContainer::Iterator* where)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::remove(QELContainer::Iterator*)");
     if (where == NULL || where->container != this)
         return NULL;
     Iterator* it = static_cast<Iterator*>(where);
@@ -179,6 +187,7 @@ QELContainerItem* QELRBTree::remove(QELContainer::Iterator* where)
 
 QELRBTree& QELRBTree::operator=(const QELRBTree& other)
 {
+    QEL_OPERATION("virtual QELRBTree& QELRBTree::operator=(const QELRBTree&)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
     if (&other == this)
@@ -199,6 +208,7 @@ QELRBTree& QELRBTree::operator=(const QELRBTree& other)
 
 QELBoolean QELRBTree::operator==(const QELRBTree& other) const
 {
+    QEL_OPERATION("virtual QELBoolean QELRBTree::operator==(const QELRBTree&) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
     if (size != other.size)
@@ -225,6 +235,7 @@ QELBoolean QELRBTree::operator!=(const QELRBTree& other) const
 
 QELRBTreeNode* QELRBTree::addNode(const QELContainerItem* item, bool unique)
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::addNode(const QELContainerItem*, bool)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (item == NULL)
         return NULL;
@@ -359,6 +370,7 @@ void QELRBTree::_addFixup(QELRBTreeNode* node, QELRBTreeNode* parent)
 
 QELContainerItem* QELRBTree::removeNode(QELRBTreeNode* z)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::removeNode(QELRBTreeNode*)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QEL_ASSERT(QEL_RBTREE_NODE_INVARIANT(this, z));
     QELRBTreeNode* nil = sentinel();
@@ -490,6 +502,7 @@ void QELRBTree::_removeFixup(QELRBTreeNode* header, QELRBTreeNode* node)
 
 QELRBTreeNode* QELRBTree::firstNode() const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::firstNode() const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -498,6 +511,7 @@ QELRBTreeNode* QELRBTree::firstNode() const
 
 QELRBTreeNode* QELRBTree::lastNode() const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::lastNode() const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -551,6 +565,7 @@ QELRBTreeNode* QELRBTree::previousNode(const QELRBTreeNode* n) const
 
 QELRBTreeNode* QELRBTree::getNode(const QELContainerItem* item) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::getNode(const QELContainerItem*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (item == NULL || size == 0)
         return NULL;
@@ -573,6 +588,7 @@ QELRBTreeNode* QELRBTree::getNode(const QELContainerItem* item) const
 
 QELRBTreeNode* QELRBTree::findFirstNode(const QELContainerKey* key) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findFirstNode(const QELContainerKey*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -604,6 +620,7 @@ QELRBTreeNode* QELRBTree::findFirstNode(const QELContainerKey* key) const
 
 QELRBTreeNode* QELRBTree::findLastNode(const QELContainerKey* key) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findLastNode(const QELContainerKey*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -635,6 +652,7 @@ QELRBTreeNode* QELRBTree::findLastNode(const QELContainerKey* key) const
 
 QELRBTreeNode* QELRBTree::findNextNode(const QELContainerKey* key, const QELRBTreeNode* n) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findNextNode(const QELContainerKey*, const QELRBTreeNode*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QELRBTreeNode* m = nextNode(n);
     if (m != NULL && compare2Key(m->data, key) == 0)
@@ -644,6 +662,7 @@ QELRBTreeNode* QELRBTree::findNextNode(const QELContainerKey* key, const QELRBTr
 
 QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey* key, const QELRBTreeNode* n) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey*, const QELRBTreeNode*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QELRBTreeNode* m = previousNode(n);
     if (m != NULL && compare2Key(m->data, key) == 0)
@@ -661,6 +680,7 @@ QELRBTree::Iterator::Iterator()
 QELRBTree::Iterator::Iterator(const QELRBTree& t, bool first)
     : QELContainer::Iterator(&t), node(NULL)
 {
+    QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree&, bool)");
     if (t.size != 0)
         node = first ? t._first : t.lastNode();
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -669,17 +689,20 @@ QELRBTree::Iterator::Iterator(const QELRBTree& t, bool first)
 QELRBTree::Iterator::Iterator(const QELRBTree& t, const QELRBTreeNode& n)
     : QELContainer::Iterator(&t), node(const_cast<QELRBTreeNode*>(&n))
 {
+    QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree&, const QELRBTreeNode&)");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
 }
 
 QELRBTree::Iterator::Iterator(const Iterator& other)
     : QELContainer::Iterator(other.container), node(other.node)
 {
+    QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree::Iterator&)");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
 }
 
 QELContainerItem* QELRBTree::Iterator::operator*() const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::operator*() const");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
     if (container == NULL || node == NULL)
         return NULL;
@@ -688,6 +711,7 @@ QELContainerItem* QELRBTree::Iterator::operator*() const
 
 QELContainerItem* QELRBTree::Iterator::get() const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::get() const");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
     if (container == NULL || node == NULL)
         return NULL;
@@ -696,6 +720,7 @@ QELContainerItem* QELRBTree::Iterator::get() const
 
 QELContainerItem* QELRBTree::Iterator::moveToFirst()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::moveToFirst()");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -705,6 +730,7 @@ QELContainerItem* QELRBTree::Iterator::moveToFirst()
 
 QELContainerItem* QELRBTree::Iterator::moveToLast()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::moveToLast()");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -714,6 +740,7 @@ QELContainerItem* QELRBTree::Iterator::moveToLast()
 
 QELContainerItem* QELRBTree::Iterator::moveTo(QELRBTree& t, bool first)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::moveTo(QELRBTree&, bool)");
     container = &t;
     node = NULL;
     if (t.size != 0)
@@ -724,6 +751,7 @@ QELContainerItem* QELRBTree::Iterator::moveTo(QELRBTree& t, bool first)
 
 QELContainerItem* QELRBTree::Iterator::next(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::next(int)");
     if (container == NULL || node == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -744,6 +772,7 @@ QELContainerItem* QELRBTree::Iterator::next(int count)
 
 QELContainerItem* QELRBTree::Iterator::previous(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::previous(int)");
     if (container == NULL || node == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -763,6 +792,7 @@ QELContainerItem* QELRBTree::Iterator::previous(int count)
 
 QELContainerItem* QELRBTree::Iterator::findFirst(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findFirst(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -775,6 +805,7 @@ QELContainerItem* QELRBTree::Iterator::findFirst(const QELContainerKey* key)
 
 QELContainerItem* QELRBTree::Iterator::findLast(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findLast(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -787,6 +818,7 @@ QELContainerItem* QELRBTree::Iterator::findLast(const QELContainerKey* key)
 
 QELContainerItem* QELRBTree::Iterator::findNext(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findNext(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -799,6 +831,7 @@ QELContainerItem* QELRBTree::Iterator::findNext(const QELContainerKey* key)
 
 QELContainerItem* QELRBTree::Iterator::findPrevious(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findPrevious(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -811,6 +844,7 @@ QELContainerItem* QELRBTree::Iterator::findPrevious(const QELContainerKey* key)
 
 QELBoolean QELRBTree::Iterator::operator==(const Iterator& other) const
 {
+    QEL_OPERATION("virtual QELBoolean QELRBTree::Iterator::operator==(const QELRBTree::Iterator&) const");
     if (container == NULL || container != other.container)
         return false;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -825,6 +859,7 @@ QELBoolean QELRBTree::Iterator::operator!=(const Iterator& other) const
 
 QELRBTree::Iterator& QELRBTree::Iterator::operator=(const Iterator& other)
 {
+    QEL_OPERATION("virtual QELRBTree::Iterator& QELRBTree::Iterator::operator=(const QELRBTree::Iterator&)");
     container = other.container;
     node = other.node;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));

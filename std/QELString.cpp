@@ -15,6 +15,10 @@
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELString.cpp");
+
 // The one-byte terminator shared by every empty string. Constant-initialised
 // so that static initialisers of other files may build strings at any time.
 static char qelEmptyBuffer[1] = { '\0' };
@@ -89,6 +93,7 @@ QELString::QELString(const uchar* s, int n)
 
 QELString::QELString(const QELString& s)
 {
+    QEL_OPERATION("QELString::QELString(const QELString&)");
     wbuf = NULL;
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     if (s.len == 0) {
@@ -107,6 +112,7 @@ QELString::QELString(const QELString& s)
 
 QELString::QELString(char c)
 {
+    QEL_OPERATION("QELString::QELString(char)");
     wbuf = NULL;
     p = static_cast<char*>(malloc(2));
     p[0] = c;
@@ -123,6 +129,7 @@ static const unsigned int LONG_TEXT_BLOCK = 21;
 
 QELString::QELString(int v)
 {
+    QEL_OPERATION("QELString::QELString(int)");
     wbuf = NULL;
     alloc = INT_TEXT_BLOCK;
     p = static_cast<char*>(malloc(alloc));
@@ -132,6 +139,7 @@ QELString::QELString(int v)
 
 QELString::QELString(long v)
 {
+    QEL_OPERATION("QELString::QELString(long int)");
     wbuf = NULL;
     alloc = LONG_TEXT_BLOCK;
     p = static_cast<char*>(malloc(alloc));
@@ -141,8 +149,19 @@ QELString::QELString(long v)
 
 // A null `s` gives the empty string; a negative `n` takes strlen(s). An `n`
 // that runs past a NUL of `s` is kept as the length (callers pass counts).
+// Out of line so that the check is compiled into the library, whatever
+// NDEBUG the including program defines.
+QELString::~QELString()
+{
+    QEL_OPERATION("QELString::~QELString()");
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (alloc != 0)
+        free(p);
+}
+
 void QELString::init(const char* s, int n)
 {
+    QEL_OPERATION("void QELString::init(const char*, int)");
     size_t l;
     if (s == NULL)
         l = 0;
@@ -171,6 +190,7 @@ void QELString::init(const char* s, int n)
 // which is kept at that size.
 void QELString::init(const uchar* s, int n)
 {
+    QEL_OPERATION("void QELString::init(const uchar*, int)");
     int32_t l;
     if (s == NULL)
         l = 0;
@@ -203,6 +223,7 @@ void QELString::init(const uchar* s, int n)
 // No change at all when both already share one buffer; the block never shrinks.
 void QELString::operator=(const QELString& s)
 {
+    QEL_OPERATION("void QELString::operator=(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (p == s.p)
@@ -229,6 +250,7 @@ void QELString::operator=(const QELString& s)
 // An empty `right` changes nothing; otherwise grows to exactly the sum + 1.
 const QELString& QELString::operator+=(const QELString& right)
 {
+    QEL_OPERATION("const QELString& QELString::operator+=(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     QEL_ASSERT(QEL_STRING_INVARIANT(&right));
     if (right.len != 0) {
@@ -254,6 +276,7 @@ const QELString& QELString::operator+=(const QELString& right)
 // owns exactly total + 1 bytes.
 QELString operator+(const QELString& s1, const QELString& s2)
 {
+    QEL_OPERATION("QELString operator+(const QELString&, const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(&s1));
     QEL_ASSERT(QEL_STRING_INVARIANT(&s2));
     unsigned int n1 = static_cast<unsigned int>(s1.len);
@@ -276,6 +299,7 @@ QELString operator+(const QELString& s1, const QELString& s2)
 // advances len only to the first NUL among them. A null `s` changes nothing.
 QELString& QELString::append(const char* s, int n)
 {
+    QEL_OPERATION("QELString& QELString::append(const char*, int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (s != NULL) {
         if (n < 1) {
@@ -314,6 +338,7 @@ QELString& QELString::append(const char* s, int n)
 // A NUL changes nothing.
 QELString& QELString::append(char c)
 {
+    QEL_OPERATION("QELString& QELString::append(char)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (c != '\0') {
         if (alloc <= static_cast<unsigned int>(len) + 1)
@@ -330,6 +355,7 @@ QELString& QELString::append(char c)
 // unowned string its own block, as any growth check that fires does.
 QELString& QELString::append(char c, int count)
 {
+    QEL_OPERATION("QELString& QELString::append(char, int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (c != '\0' && count >= 0) {
         unsigned int uc = static_cast<unsigned int>(count);
@@ -347,6 +373,7 @@ QELString& QELString::append(char c, int count)
 // own block, even for an empty list.
 QELString& QELString::add(const QELString* const* list)
 {
+    QEL_OPERATION("QELString& QELString::add(const QELString* const*)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int total = static_cast<unsigned int>(len);
     for (const QELString* const* s = list; *s != NULL; s++) {
@@ -389,6 +416,7 @@ static const size_t LOCAL_LIST_LENGTHS = 16;
 
 QELString& QELString::add(const char* const* list)
 {
+    QEL_OPERATION("QELString& QELString::add(const char* const*)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t count = 0;
     while (list[count] != NULL)
@@ -436,6 +464,7 @@ QELString& QELString::add(const char* first, ...)
 // An owned block is kept; an unowned string goes back to emptyPtr.
 void QELString::empty()
 {
+    QEL_OPERATION("void QELString::empty()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     len = 0;
     if (alloc != 0)
@@ -448,6 +477,7 @@ void QELString::empty()
 // Sizes the block to exactly max(n, len) + 1 bytes, shrinking or growing.
 unsigned int QELString::resize(unsigned int n)
 {
+    QEL_OPERATION("unsigned int QELString::resize(unsigned int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int target = n > static_cast<unsigned int>(len) ? n : static_cast<unsigned int>(len);
     unsigned int size = target + 1;
@@ -460,6 +490,7 @@ unsigned int QELString::resize(unsigned int n)
 // Nested locks count down in len; an unowned buffer is copied first.
 char* QELString::lock()
 {
+    QEL_OPERATION("char* QELString::lock()");
     if (len < 0) {
         len--;
         return p;
@@ -475,6 +506,7 @@ char* QELString::lock()
 // last level is released, or at once for every level when `recompute`.
 bool QELString::unlock(bool recompute)
 {
+    QEL_OPERATION("bool QELString::unlock(bool)");
     if (len >= 0)
         return false;
     len++;
@@ -488,6 +520,7 @@ bool QELString::unlock(bool recompute)
 // Wrapping a string that already shares this buffer changes nothing.
 void QELString::wrap(const QELString& s)
 {
+    QEL_OPERATION("void QELString::wrap(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     if (p != s.p) {
@@ -503,6 +536,7 @@ void QELString::wrap(const QELString& s)
 // A null `s` gives the shared empty string.
 void QELString::wrap(const char* s)
 {
+    QEL_OPERATION("void QELString::wrap(const char*)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (s == NULL)
         s = emptyPtr;
@@ -519,6 +553,7 @@ void QELString::wrap(const char* s)
 // Returns false when the buffer is already owned.
 bool QELString::unwrap(unsigned int extra)
 {
+    QEL_OPERATION("bool QELString::unwrap(unsigned int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (alloc != 0)
         return false;
@@ -680,6 +715,7 @@ __attribute__((always_inline)) static inline unsigned int qelHashText(const char
 // Adds the field len (not the scanned count).
 unsigned int QELString::hashCode() const
 {
+    QEL_OPERATION("unsigned int QELString::hashCode() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t count;
     return qelHashText(p, static_cast<size_t>(len), &count) + static_cast<unsigned int>(len);
@@ -701,6 +737,7 @@ unsigned int stringHashCode(const char* s)
 
 QELString QELString::mid(unsigned int start, unsigned int count) const
 {
+    QEL_OPERATION("QELString QELString::mid(unsigned int, unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     QELString t;
@@ -712,6 +749,7 @@ QELString QELString::mid(unsigned int start, unsigned int count) const
 
 QELString QELString::mid(unsigned int start) const
 {
+    QEL_OPERATION("QELString QELString::mid(unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     QELString t;
@@ -723,6 +761,7 @@ QELString QELString::mid(unsigned int start) const
 
 QELString QELString::left(unsigned int n) const
 {
+    QEL_OPERATION("QELString QELString::left(unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     unsigned int m = n < l ? n : l;
@@ -735,6 +774,7 @@ QELString QELString::left(unsigned int n) const
 
 QELString QELString::right(unsigned int n) const
 {
+    QEL_OPERATION("QELString QELString::right(unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     unsigned int m = n < l ? n : l;
@@ -771,6 +811,7 @@ static inline void qelRewrite(QELString& s, F f)
 
 QELString& QELString::toLower()
 {
+    QEL_OPERATION("QELString& QELString::toLower()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (len != 0) {
 #ifdef __GLIBC__
@@ -787,6 +828,7 @@ QELString& QELString::toLower()
 
 QELString& QELString::toUpper()
 {
+    QEL_OPERATION("QELString& QELString::toUpper()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (len != 0) {
 #ifdef __GLIBC__
@@ -802,6 +844,7 @@ QELString& QELString::toUpper()
 
 QELString& QELString::toAscii()
 {
+    QEL_OPERATION("QELString& QELString::toAscii()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (len != 0)
         qelRewrite(*this, [](int c) { return c & 0x7f; });
@@ -812,6 +855,7 @@ QELString& QELString::toAscii()
 // Byte-wise: multi-byte UTF-8 sequences come out reversed too (intended).
 QELString& QELString::reverse()
 {
+    QEL_OPERATION("QELString& QELString::reverse()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = static_cast<size_t>(len);
     if (n != 0) {
@@ -852,6 +896,7 @@ static inline char* qelReserve(QELString& t, size_t n)
 // Line feed -> \n, carriage return -> \r, " -> \", \ -> \\.
 QELString QELString::escapeChars() const
 {
+    QEL_OPERATION("QELString QELString::escapeChars() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = 0, extra = 0;
     for (; p[n] != '\0'; n++) {
@@ -879,6 +924,7 @@ QELString QELString::escapeChars() const
 // `esc` before every `c`, and before every `esc` too when escapeEsc.
 QELString QELString::escapeChar(char c, char esc, bool escapeEsc) const
 {
+    QEL_OPERATION("QELString QELString::escapeChar(char, char, bool) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = 0, extra = 0;
     for (; p[n] != '\0'; n++) {
@@ -902,6 +948,7 @@ QELString QELString::escapeChar(char c, char esc, bool escapeEsc) const
 // trailing lone `esc` is kept.
 QELString QELString::unescapeChar(char esc) const
 {
+    QEL_OPERATION("QELString QELString::unescapeChar(char) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = 0, dropped = 0;
     for (; p[n] != '\0'; n++) {
@@ -927,6 +974,7 @@ QELString QELString::unescapeChar(char esc) const
 // deliberately, every byte from 0x80 to 0xFF ("café" trims to "caf").
 QELString QELString::trim() const
 {
+    QEL_OPERATION("QELString QELString::trim() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     const char* s = p;
     while (*s != '\0' && static_cast<signed char>(*s) < 33)
@@ -946,6 +994,7 @@ QELString QELString::trim() const
 // Trims only spaces (32).
 QELString QELString::trimSpaces() const
 {
+    QEL_OPERATION("QELString QELString::trimSpaces() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     const char* s = p;
     while (*s == ' ')
@@ -965,6 +1014,7 @@ QELString QELString::trimSpaces() const
 // UTF-16 view: replaces the cache with (units + 1) 16-bit units, terminated.
 const unsigned short* QELString::wchars()
 {
+    QEL_OPERATION("const short unsigned int* QELString::wchars()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (wbuf != NULL)
         free(wbuf);

@@ -8,7 +8,10 @@
 #include <sys/stat.h>
 
 #include "QELConfiguration.h"
+#include "QELAssert.h"
 #include "QELStartup.h"
+
+QEL_SOURCE_FILE("QELTextLiteralsCollection.cpp");
 
 QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QELTextLiteralsCollection::translationsPath;
 QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QELTextLiteralsCollection::applicationLocale;
@@ -69,6 +72,7 @@ static void* translationLoaderLibrary()
 
 QELTextLiteralsCollection::QELTextLiteralsCollection()
 {
+    QEL_OPERATION("QELTextLiteralsCollection::QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (applicationLocale.len == 0)
         applicationLocale = getQELI18nLang();
@@ -79,11 +83,13 @@ QELTextLiteralsCollection::QELTextLiteralsCollection()
 
 QELTextLiteralsCollection::~QELTextLiteralsCollection()
 {
+    QEL_OPERATION("virtual QELTextLiteralsCollection::~QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
 }
 
 void QELTextLiteralsCollection::init()
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::init()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (translationsPath.len == 0)
         return;
@@ -119,6 +125,7 @@ void QELTextLiteralsCollection::init()
 
 void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::loadTranslation(const QELString&)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     void* library = translationLoaderLibrary();
     if (library == NULL) {
@@ -135,6 +142,7 @@ void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 
 int QELTextLiteralsCollection::addTextTranslation(const QELString& id, const QELString& text, const QELDOMElement* element)
 {
+    QEL_OPERATION("int QELTextLiteralsCollection::addTextTranslation(const QELString&, const QELString&, const QELDOMElement*)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     QELTextLiteral** literals = getTextLiterals();
     if (literals == NULL)

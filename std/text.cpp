@@ -4,6 +4,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("text.cpp");
+
 // ---------------------------------------------------------------------------
 // XML escaping
 
@@ -33,6 +37,7 @@ static inline bool qelXmlSpecial(unsigned char c)
 // owns exactly its escaped text.
 QELString escapeXMLString(const QELString& s)
 {
+    QEL_OPERATION("QELString escapeXMLString(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     const unsigned char* b = reinterpret_cast<const unsigned char*>(s.p);
     size_t count = 0, total = 0;

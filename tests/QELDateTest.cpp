@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <new>
 #include <random>
 #include <string>
 
@@ -192,6 +193,31 @@ TEST_F(QELDateTest, DefaultDateIsNullWithEveryFieldZero)
     EXPECT_EQ(d.getTime(), nullptr);
     EXPECT_EQ((long)d, -1);
     EXPECT_STREQ(d.chars(), "00:00:00");
+}
+
+// Every constructor starts the text buffer empty, whatever the memory held
+// before: each date is built over a buffer filled with 0xAA and its text
+// read at once.
+TEST_F(QELDateTest, EveryConstructorStartsWithAnEmptyText)
+{
+    alignas(QELDate) unsigned char storage[sizeof(QELDate)];
+    auto fresh = [&storage]() {
+        memset(storage, 0xAA, sizeof storage);
+        return static_cast<void*>(storage);
+    };
+    DATE_STRUCT ds = { 2006, 3, 5 };
+    TIME_STRUCT ts = { 14, 7, 9 };
+    TIMESTAMP_STRUCT tss = { 2006, 3, 5, 14, 7, 9, 0 };
+    const char* kinds[] = { "default", "DATE_STRUCT", "TIME_STRUCT", "TIMESTAMP_STRUCT", "seconds" };
+    for (int i = 0; i < 5; ++i) {
+        QELDate* d = i == 0 ? new (fresh()) QELDate()
+                   : i == 1 ? new (fresh()) QELDate(ds)
+                   : i == 2 ? new (fresh()) QELDate(ts)
+                   : i == 3 ? new (fresh()) QELDate(tss)
+                            : new (fresh()) QELDate(1141567629L);
+        EXPECT_EQ(d->text[0], '\0') << kinds[i];
+        d->~QELDate();
+    }
 }
 
 TEST_F(QELDateTest, EmptyResetsEveryField)

@@ -25,7 +25,7 @@ namespace {
 
 std::string Report(const std::string& signature, const std::string& expression)
 {
-    return Quote("QELHashtable.cpp") + ".*" + Signature(signature) + ".*" + Quote(expression);
+    return AssertionReport("QELHashtable.cpp", signature, expression);
 }
 
 // The table invariant exactly as reports print it.
@@ -40,6 +40,8 @@ const char* const kTableInvariant =
 TEST(QELHashtableTest, InvariantMacroExpandsToTheReportedText)
 {
     EXPECT_STREQ(kTableInvariant, QEL_XSTR(QEL_HASHTABLE_INVARIANT(this)));
+    EXPECT_STREQ("( ((this)->size>0) && ( ((e)->previous!=__null) || ((e)->next!=__null) ) && ((e)->data!=__null) )",
+                 QEL_XSTR(QEL_HASHTABLE_ELEMENT_INVARIANT(this, e)));
 }
 
 TEST(QELHashtableTest, ChainElementIsThreeWords)

@@ -16,6 +16,7 @@
 #include "QELLogDeserializer.h"
 #include "QELLogEventGenerator.h"
 #include "QELStd.h"
+#include "QELDeathTestPatterns.h"
 
 namespace {
 
@@ -876,16 +877,15 @@ TEST(QELLogDeserializerTest, RandomBytesNeverCrashAndComeOutAsLines)
 namespace {
 
 // The reports name the family's source and a fixed line.
-const char* const APPEND_REPORT =
-    "QELLog\\.cpp:489: void QELLogDeserializer::append\\(const QELString ?&\\): Assertion `0' failed";
-#define QEL_DESERIALIZE_SIGNATURE \
-    "QELBoolean QELLogDeserializer::deserializeLogEvent\\(QELLogEvent ?&, const QELString ?&, unsigned int, " \
-    "unsigned int\\): Assertion `0' failed"
-const char* const LOAD_REPORT = "QELLog\\.cpp:368: " QEL_DESERIALIZE_SIGNATURE;
-const char* const ENTRY_POINT_REPORT = "QELLog\\.cpp:374: " QEL_DESERIALIZE_SIGNATURE;
-const char* const ATTRIBUTE_REPORT =
-    "QELLog\\.cpp:333: void startLogEventElement\\(void ?\\*, const char ?\\*, const char ?\\*\\*\\): "
-    "Assertion `0' failed";
+const char* const DESERIALIZE_SIGNATURE =
+    "QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent&, const QELString&, unsigned int, "
+    "unsigned int)";
+const std::string APPEND_REPORT =
+    AssertionReportAt("QELLog.cpp", 489, "void QELLogDeserializer::append(const QELString&)", "0");
+const std::string LOAD_REPORT = AssertionReportAt("QELLog.cpp", 368, DESERIALIZE_SIGNATURE, "0");
+const std::string ENTRY_POINT_REPORT = AssertionReportAt("QELLog.cpp", 374, DESERIALIZE_SIGNATURE, "0");
+const std::string ATTRIBUTE_REPORT =
+    AssertionReportAt("QELLog.cpp", 333, "void startLogEventElement(void*, const char*, const char**)", "0");
 
 } // namespace
 
@@ -998,7 +998,7 @@ TEST(QELLogDeserializerDeathTest, MissingCompanionLibraryAborts)
     EXPECT_EQ(system(clean.c_str()), 0);
     EXPECT_NE(status, 0);
     regex_t report;
-    ASSERT_EQ(0, regcomp(&report, LOAD_REPORT, REG_EXTENDED | REG_NOSUB));
+    ASSERT_EQ(0, regcomp(&report, LOAD_REPORT.c_str(), REG_EXTENDED | REG_NOSUB));
     EXPECT_EQ(0, regexec(&report, output.c_str(), 0, NULL, 0)) << output;
     regfree(&report);
 }

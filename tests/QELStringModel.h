@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "QELInvariants.h"
 #include "QELString.h"
 
 inline std::string str(const QELString& s)
@@ -79,7 +80,7 @@ public:
     // Value results are either the shared empty string or exact blocks.
     static void checkResult(const QELString& r, const std::string& expected, const char* what)
     {
-        ASSERT_TRUE(QEL_STRING_INVARIANT(&r)) << what;
+        ASSERT_TRUE(stringInvariantHolds(&r)) << what;
         ASSERT_EQ(str(r), expected) << what;
         ASSERT_EQ(r.p[r.len], '\0') << what;
         if (expected.empty()) {
@@ -413,7 +414,7 @@ public:
     void check(const QELString& s, const StringModel& m, const std::string& log)
     {
         ASSERT_FALSE(s.isLocked()) << log;
-        ASSERT_TRUE(QEL_STRING_INVARIANT(&s)) << log;
+        ASSERT_TRUE(stringInvariantHolds(&s)) << log;
         ASSERT_EQ(s.len, static_cast<int>(m.text.size())) << log;
         ASSERT_EQ(std::string(s.p, s.len), m.text) << log;
         ASSERT_EQ(s.p[s.len], '\0') << log;
