@@ -22,7 +22,7 @@ struct Tokens {
 
 // The scanner: "{", digits, "}" is a placeholder ("{}" is 0); any other "{"
 // drops the text from the piece start to it, with its digits (deliberate).
-// The number wraps around in 32 bits: there is no overflow guard.
+// A number beyond the signed 32-bit range makes the "{" no placeholder.
 Tokens model(const std::string& t)
 {
     Tokens k;
@@ -38,10 +38,16 @@ Tokens model(const std::string& t)
         if (b > n - 3 && !(b == n - 2 && t[brace + 1] == '}'))
             break;
         size_t i = brace + 1;
-        uint32_t number = 0;
-        while (i < len && t[i] >= '0' && t[i] <= '9')
-            number = number * 10 + static_cast<uint32_t>(t[i++] - '0');
-        if (i < len && t[i] == '}') {
+        int64_t number = 0;
+        bool fits = true;
+        for (; i < len && t[i] >= '0' && t[i] <= '9'; i++) {
+            number = number * 10 + (t[i] - '0');
+            if (number > INT32_MAX) {
+                fits = false;
+                number = 0;
+            }
+        }
+        if (fits && i < len && t[i] == '}') {
             k.pieces.push_back(t.substr(start, brace - start));
             k.sequence.push_back(static_cast<int32_t>(number));
             if (static_cast<int32_t>(number) > k.maxNumber)
@@ -72,9 +78,8 @@ void check(const QELParameterizedTextLiteral& l, const std::string& text)
     }
     FUZZ_CHECK(l.preprocessedTextTokens[l.parameterCount] == k.pieces.back().c_str());
 
-    // Deliberate stops steered around: a number that wrapped below 0 fails
-    // the range assertion of createParametrizedText, and a huge number makes
-    // prapareForParameters allocate that many values. Fill only small ones.
+    // A huge number makes prapareForParameters allocate that many values
+    // (and end the process when memory runs out). Fill only small ones.
     for (int32_t n : k.sequence)
         if (n < 0 || n > 1000)
             return;

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "../std/QELMemory.h"
 #include "QELException.h"
 #include "QELLog.h"
 #include "QELLogDeserializer.h"
@@ -87,7 +88,7 @@ static void reportFailure(QELLogEventParser* parser)
 extern "C" void* createLogEventParser(void* userData, QELLog* log, QELLogEventStartElementHandler startElement,
                                       QELLogEventTextHandler text)
 {
-    QELLogEventParser* parser = new QELLogEventParser;
+    QELLogEventParser* parser = qelNew<QELLogEventParser>();
     parser->xml = XML_ParserCreate(NULL);
     parser->userData = userData;
     parser->log = log;

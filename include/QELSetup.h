@@ -31,12 +31,17 @@ public:
     // Deletes the parser and its document and releases the XML platform.
     ~QELSetup();
 
-    // Parses the file. Returns false when the file does not exist, the XML
-    // platform cannot start or the file is not well-formed XML, and when its
-    // entities would expand more than ten thousand references.
+    // Parses the file. Returns false when the file does not exist, is no
+    // regular file (a FIFO, a device: never waited for) or is over 16 MB,
+    // the XML platform cannot start, the file is not well-formed XML, names
+    // an external entity (nothing outside the file is ever opened; an
+    // external DTD is skipped), or its entities would expand to more than
+    // 4 MB of text.
     bool read();
-    // Writes the whole document back to the file. Returns false when no
-    // document was read, serialising fails or the file cannot be opened.
+    // Replaces the file read (found through its symbolic links, which stay)
+    // by the whole document: written beside it, synced, renamed over it,
+    // keeping its permission bits. Returns false, the file untouched, when
+    // no document was read or any step fails (a full disk, no permission).
     bool write();
 
     // The text content of the element at `path` (all text below it); empty
@@ -60,6 +65,11 @@ private:
     // How many times read() started the XML platform; the destructor
     // releases exactly as many.
     int platformUses;
+    // The file read, with its symbolic links resolved: what write() replaces.
+    QELString target;
+
+    bool parse(const char* bytes, size_t size);
+    void releaseParser();
 
     QELSetup(const QELSetup&) = delete;
     QELSetup& operator=(const QELSetup&) = delete;

@@ -1,5 +1,6 @@
 // QELBlob: counted byte buffers, their temporaries and concatenation.
 #include "QELBlob.h"
+#include "QELMemory.h"
 #include "QELStartup.h"
 #include "QELVariadicList.h"
 
@@ -39,11 +40,11 @@ static inline long offsetIn(const char* src, const char* base, unsigned int n)
 static void growOwned(QELGBlob* b, unsigned int total)
 {
     if (b->isWrap) {
-        char* np = static_cast<char*>(malloc(total));
+        char* np = static_cast<char*>(qelAllocate(total));
         copyBytes(np, b->p, b->size < total ? b->size : total);
         b->p = np;
     } else {
-        b->p = static_cast<char*>(realloc(b->p, total));
+        b->p = static_cast<char*>(qelReallocate(b->p, total));
     }
     b->size = total;
     b->isWrap = false;
@@ -87,11 +88,11 @@ static void assignBytes(QELGBlob* b, const char* data, unsigned int n)
         return;
     }
     if (b->isWrap) {
-        b->p = static_cast<char*>(malloc(n));
+        b->p = static_cast<char*>(qelAllocate(n));
         memcpy(b->p, data, n);
     } else {
         if (b->size != n)
-            b->p = static_cast<char*>(realloc(b->p, n));
+            b->p = static_cast<char*>(qelReallocate(b->p, n));
         memmove(b->p, data, n);
     }
     b->size = n;
@@ -222,7 +223,7 @@ unsigned int QELGBlob::setSize(unsigned int n)
         isWrap = true;
     } else if (!isWrap) {
         if (size != n) {
-            p = static_cast<char*>(realloc(p, n));
+            p = static_cast<char*>(qelReallocate(p, n));
             size = n;
         }
     } else {
@@ -298,7 +299,7 @@ QELGBlob& QELGBlob::reverse()
     } else {
         // Deliberate: the new block stays marked as
         // wrapped, so this blob never frees it.
-        char* np = static_cast<char*>(malloc(size));
+        char* np = static_cast<char*>(qelAllocate(size));
         for (unsigned int i = 0; i < size; i++)
             np[i] = p[size - 1 - i];
         p = np;
@@ -345,7 +346,7 @@ bool QELGBlob::unwrap()
     if (!isWrap || p == NULL)
         return false;
     if (size > 0) {
-        char* np = static_cast<char*>(malloc(size));
+        char* np = static_cast<char*>(qelAllocate(size));
         memcpy(np, p, size);
         p = np;
         isWrap = false;
@@ -362,7 +363,7 @@ QELBlob::QELBlob(unsigned int n)
 {
     QEL_OPERATION("QELBlob::QELBlob(unsigned int)");
     if (n != 0) {
-        p = static_cast<char*>(malloc(n));
+        p = static_cast<char*>(qelAllocate(n));
         size = n;
         isWrap = false;
     }
@@ -374,7 +375,7 @@ QELBlob::QELBlob(const char* s)
     QEL_OPERATION("QELBlob::QELBlob(const char*)");
     if (s != NULL && *s != '\0') {
         size = static_cast<unsigned int>(strlen(s));
-        p = static_cast<char*>(malloc(size));
+        p = static_cast<char*>(qelAllocate(size));
         memcpy(p, s, size);
         isWrap = false;
     }
@@ -385,7 +386,7 @@ QELBlob::QELBlob(const char* data, unsigned int n)
 {
     QEL_OPERATION("QELBlob::QELBlob(const char*, unsigned int)");
     if (n != 0) {
-        p = static_cast<char*>(malloc(n));
+        p = static_cast<char*>(qelAllocate(n));
         if (data != NULL)
             memcpy(p, data, n);
         size = n;
@@ -398,7 +399,7 @@ QELBlob::QELBlob(char c, unsigned int n)
 {
     QEL_OPERATION("QELBlob::QELBlob(char, unsigned int)");
     if (n != 0) {
-        p = static_cast<char*>(malloc(n));
+        p = static_cast<char*>(qelAllocate(n));
         memset(p, c, n);
         size = n;
         isWrap = false;
@@ -411,7 +412,7 @@ QELBlob::QELBlob(const QELBlob& s) : QELGBlob()
     QEL_OPERATION("QELBlob::QELBlob(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (s.size != 0) {
-        p = static_cast<char*>(malloc(s.size));
+        p = static_cast<char*>(qelAllocate(s.size));
         memcpy(p, s.p, s.size);
         size = s.size;
         isWrap = false;
@@ -424,7 +425,7 @@ QELBlob::QELBlob(const QELBlob& s, unsigned int n) : QELGBlob()
     QEL_OPERATION("QELBlob::QELBlob(const QELBlob&, unsigned int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (n != 0) {
-        p = static_cast<char*>(malloc(n));
+        p = static_cast<char*>(qelAllocate(n));
         copyBytes(p, s.p, n < s.size ? n : s.size);
         size = n;
         isWrap = false;
@@ -439,7 +440,7 @@ QELBlob::QELBlob(const QELTBlob& t) : QELGBlob()
     if (!t.isWrap) {
         takeOver(this, t);
     } else if (t.size != 0) {
-        p = static_cast<char*>(malloc(t.size));
+        p = static_cast<char*>(qelAllocate(t.size));
         memcpy(p, t.p, t.size);
         size = t.size;
         isWrap = false;
@@ -547,7 +548,7 @@ QELTBlob::QELTBlob(unsigned int n)
 {
     QEL_OPERATION("QELTBlob::QELTBlob(unsigned int)");
     if (n != 0) {
-        p = static_cast<char*>(malloc(n));
+        p = static_cast<char*>(qelAllocate(n));
         size = n;
         isWrap = false;
     }
@@ -740,10 +741,10 @@ QELTBlob operator+(const QELBlob& s1, const QELTBlob& s2)
         // s1 may view the temporary's own bytes: find them after the move.
         long off = t.isWrap ? -1 : offsetIn(s1.p, t.p, old);
         if (!t.isWrap) {
-            t.p = static_cast<char*>(realloc(t.p, n + old));
+            t.p = static_cast<char*>(qelReallocate(t.p, n + old));
             memmove(t.p + n, t.p, old);
         } else {
-            char* np = static_cast<char*>(malloc(n + old));
+            char* np = static_cast<char*>(qelAllocate(n + old));
             copyBytes(np + n, t.p, old);
             t.p = np;
         }

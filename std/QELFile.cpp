@@ -1,10 +1,12 @@
 // QELFile: file paths and streams, disk queries, the logical line reader
 // getFullLine, and temporary file names.
 #include "QELFile.h"
+#include "QELMemory.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
 
@@ -22,6 +24,7 @@ bool statPath(const char* path, unsigned& mode, long& size);
 void removePath(const char* path);
 QELString temporaryName(const char* directory, const char* prefix);
 const char* workingDirectory();
+void closeOnExec(std::filebuf& buffer);
 
 // No previous character in getFullLine.
 const int NO_CHAR = -1;
@@ -313,6 +316,8 @@ bool QELFile::open(int mode)
         QELString local = utf8ToLocale(path.p);
         if (stream.rdbuf()->open(local.p, (std::ios_base::openmode)mode) == NULL)
             stream.setstate(std::ios_base::failbit);
+        else
+            closeOnExec(*stream.rdbuf());
     }
     return !stream.fail();
 }
@@ -380,7 +385,7 @@ void QELFile::setStdErr()
 void QELFile::setDataEncoding(const QELString& name)
 {
     delete converter;
-    converter = new QELEncodingConverter(name);
+    converter = qelNew<QELEncodingConverter>(name);
 }
 
 QELString QELFile::getDataEncoding() const
@@ -468,7 +473,7 @@ QELString QELFile::getFullLine(int flags)
         // feed that a quoted continuation may add).
         if (out == NULL) {
             cap = n + 2;
-            out = (char*)malloc(cap);
+            out = (char*)qelAllocate(cap);
             result.p = out; // the string owned nothing: its block, locked
             result.alloc = (unsigned)cap;
             result.len = -1;
@@ -476,7 +481,7 @@ QELString QELFile::getFullLine(int flags)
             size_t grown = pos + n + 2;
             if (grown < 2 * cap)
                 grown = 2 * cap;
-            out = (char*)realloc(out, grown);
+            out = (char*)qelReallocate(out, grown);
             result.p = out;
             result.alloc = (unsigned)grown;
             cap = grown;
@@ -601,6 +606,29 @@ QELString getTmpFileName(const char* directory)
 // ---------------------------------------------------------------------------
 
 namespace {
+
+#if defined(__GLIBCXX__)
+// libstdc++ keeps a file buffer's descriptor in a protected member; a class
+// derived from the buffer may name it.
+struct FileBufferDescriptor : std::filebuf {
+    static int of(std::filebuf& buffer) { return (buffer.*(&FileBufferDescriptor::_M_file)).fd(); }
+};
+#endif
+
+// Marks the descriptor of an opened file buffer close-on-exec, so that no
+// program started later inherits the file. A file stream has no open mode
+// for it: deliberately the flag follows the open, so a fork by another
+// thread just between the two could still pass the file on.
+void closeOnExec(std::filebuf& buffer)
+{
+#if defined(__GLIBCXX__)
+    const int fd = FileBufferDescriptor::of(buffer);
+    if (fd >= 0)
+        fcntl(fd, F_SETFD, fcntl(fd, F_GETFD) | FD_CLOEXEC);
+#else
+    (void)buffer;
+#endif
+}
 
 bool statPath(const char* path, unsigned& mode, long& size)
 {

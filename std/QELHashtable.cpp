@@ -1,5 +1,6 @@
 // QELHashtable: the chained hashtable of item pointers and its iterator.
 #include "QELHashtable.h"
+#include "QELMemory.h"
 
 #include <cstdlib>
 
@@ -76,7 +77,7 @@ QELBoolean QELHashtable::empty()
 
 QELContainer::Iterator* QELHashtable::newIterator(bool first) const
 {
-    return new Iterator(*this, first);
+    return qelNew<Iterator>(*this, first);
 }
 
 void QELHashtable::deleteIterator(QELContainer::Iterator* it) const
@@ -94,7 +95,7 @@ QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELConta
         int mask = 1;
         while (mask < wanted)
             mask = mask * 2 + 1;
-        table = static_cast<QELHashtableElement**>(calloc(static_cast<size_t>(mask) + 1, sizeof(QELHashtableElement*)));
+        table = static_cast<QELHashtableElement**>(qelAllocateZeroed(static_cast<size_t>(mask) + 1, sizeof(QELHashtableElement*)));
         table_mask = mask;
     }
     int bucket = static_cast<int>(hashObject(item) & static_cast<unsigned int>(table_mask));
@@ -104,7 +105,7 @@ QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELConta
             if (compare2Object(e->data, item) == 0)
                 return false;
     }
-    QELHashtableElement* e = new QELHashtableElement;
+    QELHashtableElement* e = qelNew<QELHashtableElement>();
     e->next = head;
     e->data = item;
     if (head != NULL) {

@@ -1,5 +1,6 @@
 // QELOption: typed settings, their possible values and the owning option list.
 #include "QELOption.h"
+#include "QELMemory.h"
 
 #include <strings.h>
 
@@ -92,12 +93,12 @@ const QELString& QELOption::getOpenMode() const { return openMode; }
 
 bool QELOption::addPossibleValue(const QELString& v, const QELString& displayValue)
 {
-    QELString* copy = new QELString(v);
+    QELString* copy = qelNew<QELString>(v);
     if (possibleValues.addElement(asItem(copy), true) == -1) {
         delete copy;
         return false;
     }
-    displayPossibleValues.addElement(asItem(new QELString(displayValue.isEmpty() ? v : displayValue)));
+    displayPossibleValues.addElement(asItem(qelNew<QELString>(displayValue.isEmpty() ? v : displayValue)));
     return true;
 }
 

@@ -1,6 +1,7 @@
 // QELRBTree: the red-black tree of item pointers and its iterator.
 #include "QELRBTree.h"
 #include "QELAssert.h"
+#include "QELMemory.h"
 
 QEL_SOURCE_FILE("QELRBTree.cpp");
 
@@ -27,7 +28,7 @@ static inline void setParent(QELRBTreeNode* n, const QELRBTreeNode* p)
 
 static inline QELRBTreeNode* newNode(const QELContainerItem* item, QELRBTreeNode* nil, uintptr_t parent)
 {
-    QELRBTreeNode* n = new QELRBTreeNode;
+    QELRBTreeNode* n = qelNew<QELRBTreeNode>();
     n->left = nil;
     n->right = nil;
     n->parent = parent;
@@ -39,7 +40,7 @@ QELRBTree::QELRBTree()
     : _QELContainer(), QELContainer()
 {
     QEL_OPERATION("QELRBTree::QELRBTree()");
-    QELRBTreeNode* nil = new QELRBTreeNode;
+    QELRBTreeNode* nil = qelNew<QELRBTreeNode>();
     nil->left = nil;
     nil->right = nil;
     nil->parent = 0;
@@ -54,7 +55,7 @@ QELRBTree::QELRBTree(const QELRBTree& other)
 {
     QEL_OPERATION("QELRBTree::QELRBTree(const QELRBTree&)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
-    QELRBTreeNode* nil = new QELRBTreeNode;
+    QELRBTreeNode* nil = qelNew<QELRBTreeNode>();
     nil->left = nil;
     nil->right = nil;
     nil->parent = 0;
@@ -78,7 +79,7 @@ QELRBTreeNode* QELRBTree::_duplicateNode(const QELRBTreeNode* node, const QELRBT
 {
     if (node == sourceSentinel)
         return targetSentinel;
-    QELRBTreeNode* n = new QELRBTreeNode;
+    QELRBTreeNode* n = qelNew<QELRBTreeNode>();
     n->data = node->data;
     n->parent = node->parent & RED_BIT;
     n->left = _duplicateNode(node->left, sourceSentinel, targetSentinel);
@@ -121,7 +122,7 @@ QELBoolean QELRBTree::empty()
 
 QELContainer::Iterator* QELRBTree::newIterator(bool first) const
 {
-    return new Iterator(*this, first);
+    return qelNew<Iterator>(*this, first);
 }
 
 void QELRBTree::deleteIterator(QELContainer::Iterator* it) const

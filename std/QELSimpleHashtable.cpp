@@ -1,5 +1,6 @@
 // QELSimpleHashtable: keyed hashtables, their nodes and their iterator.
 #include "QELSimpleHashtable.h"
+#include "QELMemory.h"
 
 #include <cstring>
 #include <new>
@@ -41,7 +42,7 @@ QELSimpleStringHashtableNode::QELSimpleStringHashtableNode(const QELString& k, v
 
 QELSimpleStringHashtableNode* QELSimpleStringHashtableNode::create(const QELString& k, void* v)
 {
-    void* block = ::operator new(sizeof(QELSimpleStringHashtableNode) + strlen(k.p) + 1);
+    void* block = qelOperatorNew(sizeof(QELSimpleStringHashtableNode) + strlen(k.p) + 1);
     return new (block) QELSimpleStringHashtableNode(k, v, InlineText());
 }
 
@@ -88,7 +89,7 @@ QELBoolean QELSimpleHashtable::empty()
 
 QELContainer::Iterator* QELSimpleHashtable::newIterator(bool first) const
 {
-    return new Iterator(*this, first);
+    return qelNew<Iterator>(*this, first);
 }
 
 QELContainerItem* QELSimpleHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
@@ -354,7 +355,7 @@ QELBoolean QELSimpleLongHashtable::add(long key, void* value)
         nodeOf(found)->value = value;
         return true;
     }
-    QELSimpleLongHashtableNode* node = new QELSimpleLongHashtableNode(key, value);
+    QELSimpleLongHashtableNode* node = qelNew<QELSimpleLongHashtableNode>(key, value);
     return QELHashtable::add(itemOf(node), true, NULL);
 }
 

@@ -1,6 +1,7 @@
 // QELString: construction, assignment, growth, lock/wrap, hashing and the
 // derived substring, case, escape, trim and UTF-16 operations.
 #include "QELString.h"
+#include "QELMemory.h"
 #include "QELStartup.h"
 #include "QELVariadicList.h"
 
@@ -43,9 +44,9 @@ QELString& getEmptyTString()
 static inline void qelGrow(QELString& s, unsigned int size)
 {
     if (s.alloc != 0) {
-        s.p = static_cast<char*>(realloc(s.p, size));
+        s.p = static_cast<char*>(qelReallocate(s.p, size));
     } else {
-        char* np = static_cast<char*>(malloc(size));
+        char* np = static_cast<char*>(qelAllocate(size));
         memcpy(np, s.p, s.len);
         np[s.len] = '\0';
         s.p = np;
@@ -57,7 +58,7 @@ static inline void qelGrow(QELString& s, unsigned int size)
 // n > 0, holding the n bytes at `src` and a terminator.
 static inline void qelFill(QELString& t, const char* src, unsigned int n)
 {
-    t.p = static_cast<char*>(malloc(n + 1));
+    t.p = static_cast<char*>(qelAllocate(n + 1));
     memcpy(t.p, src, n);
     t.p[n] = '\0';
     t.alloc = n + 1;
@@ -103,7 +104,7 @@ QELString::QELString(const QELString& s)
     } else {
         len = s.len;
         alloc = static_cast<unsigned int>(s.len) + 1;
-        p = static_cast<char*>(malloc(alloc));
+        p = static_cast<char*>(qelAllocate(alloc));
         memcpy(p, s.p, s.len);
         p[s.len] = '\0';
     }
@@ -114,7 +115,7 @@ QELString::QELString(char c)
 {
     QEL_OPERATION("QELString::QELString(char)");
     wbuf = NULL;
-    p = static_cast<char*>(malloc(2));
+    p = static_cast<char*>(qelAllocate(2));
     p[0] = c;
     p[1] = '\0';
     len = 1;
@@ -132,7 +133,7 @@ QELString::QELString(int v)
     QEL_OPERATION("QELString::QELString(int)");
     wbuf = NULL;
     alloc = INT_TEXT_BLOCK;
-    p = static_cast<char*>(malloc(alloc));
+    p = static_cast<char*>(qelAllocate(alloc));
     len = snprintf(p, alloc, "%d", v);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
 }
@@ -142,7 +143,7 @@ QELString::QELString(long v)
     QEL_OPERATION("QELString::QELString(long int)");
     wbuf = NULL;
     alloc = LONG_TEXT_BLOCK;
-    p = static_cast<char*>(malloc(alloc));
+    p = static_cast<char*>(qelAllocate(alloc));
     len = snprintf(p, alloc, "%ld", v);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
 }
@@ -175,7 +176,7 @@ void QELString::init(const char* s, int n)
         alloc = 0;
     } else {
         alloc = static_cast<unsigned int>(l) + 1;
-        p = static_cast<char*>(malloc(alloc));
+        p = static_cast<char*>(qelAllocate(alloc));
         if (n < 0)
             memcpy(p, s, l);
         else
@@ -205,7 +206,7 @@ void QELString::init(const uchar* s, int n)
     } else {
         icu::UnicodeString us(reinterpret_cast<const UChar*>(s), l);
         alloc = 4 * static_cast<unsigned int>(l) + 1;
-        p = static_cast<char*>(malloc(alloc));
+        p = static_cast<char*>(qelAllocate(alloc));
         int32_t written = us.extract(0, us.length(), p, alloc, "utf-8");
         if (written < 0)
             written = 0;
@@ -236,9 +237,9 @@ void QELString::operator=(const QELString& s)
         p = emptyPtr;
     } else {
         if (alloc != 0)
-            p = static_cast<char*>(realloc(p, n + 1));
+            p = static_cast<char*>(qelReallocate(p, n + 1));
         else
-            p = static_cast<char*>(malloc(n + 1));
+            p = static_cast<char*>(qelAllocate(n + 1));
         memcpy(p, s.p, n);
         p[n] = '\0';
         alloc = n + 1;
@@ -284,7 +285,7 @@ QELString operator+(const QELString& s1, const QELString& s2)
     unsigned int total = n1 + n2;
     QELString t;  // as empty as getEmptyTString(); one named result for NRVO
     if (total != 0) {
-        t.p = static_cast<char*>(malloc(total + 1));
+        t.p = static_cast<char*>(qelAllocate(total + 1));
         t.alloc = total + 1;
         memcpy(t.p, s1.p, n1);
         memcpy(t.p + n1, s2.p, n2);
@@ -422,7 +423,7 @@ QELString& QELString::add(const char* const* list)
     while (list[count] != NULL)
         count++;
     size_t localLengths[LOCAL_LIST_LENGTHS];
-    size_t* lengths = count <= LOCAL_LIST_LENGTHS ? localLengths : static_cast<size_t*>(malloc(count * sizeof(size_t)));
+    size_t* lengths = count <= LOCAL_LIST_LENGTHS ? localLengths : static_cast<size_t*>(qelAllocate(count * sizeof(size_t)));
     unsigned int total = static_cast<unsigned int>(len);
     for (size_t i = 0; i < count; i++) {
         lengths[i] = strlen(list[i]);
@@ -797,7 +798,7 @@ static inline void qelRewrite(QELString& s, F f)
     const char* src = s.p;
     char* dst = s.p;
     if (s.alloc == 0) {
-        dst = static_cast<char*>(malloc(static_cast<size_t>(s.len) + 1));
+        dst = static_cast<char*>(qelAllocate(static_cast<size_t>(s.len) + 1));
         memcpy(dst, src, static_cast<size_t>(s.len) + 1);
     }
     for (size_t i = 0; src[i] != '\0'; i++)
@@ -860,7 +861,7 @@ QELString& QELString::reverse()
     size_t n = static_cast<size_t>(len);
     if (n != 0) {
         if (alloc == 0) {
-            char* np = static_cast<char*>(malloc(n + 1));
+            char* np = static_cast<char*>(qelAllocate(n + 1));
             for (size_t i = 0; i < n; i++)
                 np[i] = p[n - 1 - i];
             np[n] = '\0';
@@ -886,7 +887,7 @@ QELString& QELString::reverse()
 // Allocates the exact block of a result of n > 0 bytes; the caller fills it.
 static inline char* qelReserve(QELString& t, size_t n)
 {
-    t.p = static_cast<char*>(malloc(n + 1));
+    t.p = static_cast<char*>(qelAllocate(n + 1));
     t.alloc = static_cast<unsigned int>(n) + 1;
     t.len = static_cast<int>(n);
     t.p[n] = '\0';
@@ -1020,7 +1021,7 @@ const unsigned short* QELString::wchars()
         free(wbuf);
     icu::UnicodeString us(p, "utf-8");
     int32_t n = us.length();
-    wbuf = static_cast<unsigned short*>(malloc(static_cast<size_t>(n) * 2 + 2));
+    wbuf = static_cast<unsigned short*>(qelAllocate(static_cast<size_t>(n) * 2 + 2));
     UErrorCode err = U_ZERO_ERROR;
     us.extract(reinterpret_cast<UChar*>(wbuf), n + 1, err);
     wbuf[n] = 0;

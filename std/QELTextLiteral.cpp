@@ -1,6 +1,7 @@
 // QELTextLiteral: translatable texts, their placeholder tokeniser and the
 // filling in of parameter values.
 #include "QELTextLiteral.h"
+#include "QELMemory.h"
 
 #include <cstring>
 
@@ -121,8 +122,8 @@ void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
         preprocessParameters(true);
         if (parameterCount < 1)
             return;
-        preprocessedTextTokens = new QELString[parameterCount + 1];
-        preprocessedParameterSequenceTokens = new int32_t[parameterCount];
+        preprocessedTextTokens = qelNewArray<QELString>(static_cast<size_t>(parameterCount) + 1);
+        preprocessedParameterSequenceTokens = qelNewArray<int32_t>(static_cast<size_t>(parameterCount));
     }
 
     const char* s = text.p;
@@ -138,13 +139,20 @@ void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
         if (position > length - 3 && !(position == length - 2 && s[position + 1] == '}'))
             break;
         int end = position + 1;
-        uint32_t number = 0; // wraps around on overflow, unguarded on purpose
+        // A number beyond the signed 32-bit range makes the brace no
+        // placeholder, as any other malformed one, instead of wrapping.
+        int64_t number = 0;
+        bool fits = true;
         while (end < length && s[end] >= '0' && s[end] <= '9') {
-            number = number * 10u + (uint32_t)(s[end] - '0');
+            number = number * 10 + (s[end] - '0');
+            if (number > INT32_MAX) {
+                fits = false;
+                number = 0;
+            }
             ++end;
         }
         int tokenLength = end - position;
-        if (end < length && s[end] == '}') {
+        if (fits && end < length && s[end] == '}') {
             ++tokenLength;
             if (countOnly) {
                 ++parameterCount;
@@ -171,7 +179,7 @@ void* QELParameterizedTextLiteral::prapareForParameters() const
     QEL_ASSERT(preprocessedTextTokens != NULL);
     QEL_ASSERT(preprocessedParameterSequenceTokens != NULL);
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
-    return new QELString[maxParameterNumber + 1];
+    return qelNewArray<QELString>(static_cast<size_t>(maxParameterNumber) + 1);
 }
 
 void QELParameterizedTextLiteral::setParameterValue(void* values, int index, const QELString& value) const

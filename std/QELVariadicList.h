@@ -6,6 +6,8 @@
 #include <cstdarg>
 #include <cstdlib>
 
+#include "QELMemory.h"
+
 // Holds `first` and the arguments after it up to and including the null
 // pointer that ends them. Short lists live on the stack, long ones on the
 // heap until the list is destroyed. `ap` must have been started after first.
@@ -24,7 +26,7 @@ public:
             va_end(counting);
         }
         if (count >= LOCAL_SIZE)
-            items = static_cast<T*>(malloc((count + 1) * sizeof(T)));
+            items = static_cast<T*>(qelAllocate((count + 1) * sizeof(T)));
         items[0] = first;
         for (size_t i = 1; i <= count; i++)
             items[i] = va_arg(ap, T);

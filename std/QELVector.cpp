@@ -1,6 +1,7 @@
 // QELVector: the growable pointer array, its ordered and read-only variants
 // and its iterator.
 #include "QELVector.h"
+#include "QELMemory.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -42,7 +43,7 @@ inline void growVector(QELVector* v)
 {
     int a = v->array_size;
     v->array_size = a >= 0 ? a + (a >> 3) + 3 : -a;
-    v->array = static_cast<const QELContainerItem**>(realloc(v->array, v->array_size * sizeof(const QELContainerItem*)));
+    v->array = static_cast<const QELContainerItem**>(qelReallocate(v->array, v->array_size * sizeof(const QELContainerItem*)));
 }
 
 // The shrink rule, after size has been decreased: no item left releases the
@@ -58,7 +59,7 @@ inline void shrinkVectorAfterRemoval(QELVector* v)
     int t = (v->array_size * 3) / 4;
     if (v->size < t) {
         v->array_size = t;
-        v->array = static_cast<const QELContainerItem**>(realloc(v->array, t * sizeof(const QELContainerItem*)));
+        v->array = static_cast<const QELContainerItem**>(qelReallocate(v->array, t * sizeof(const QELContainerItem*)));
     }
 }
 
@@ -89,7 +90,7 @@ QELVector::QELVector(const QELVector& other)
     QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
     size = other.size;
     if (size > 0) {
-        array = static_cast<const QELContainerItem**>(malloc(size * sizeof(const QELContainerItem*)));
+        array = static_cast<const QELContainerItem**>(qelAllocate(size * sizeof(const QELContainerItem*)));
         memcpy(array, other.array, size * sizeof(const QELContainerItem*));
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
@@ -119,7 +120,7 @@ QELBoolean QELVector::empty()
 
 QELContainer::Iterator* QELVector::newIterator(bool first) const
 {
-    return new Iterator(*this, first);
+    return qelNew<Iterator>(*this, first);
 }
 
 void QELVector::deleteIterator(QELContainer::Iterator* it) const
@@ -211,7 +212,7 @@ QELVector& QELVector::operator=(const QELVector& other)
         free(array);
     size = array_size = other.size;
     if (size != 0) {
-        array = static_cast<const QELContainerItem**>(malloc(size * sizeof(const QELContainerItem*)));
+        array = static_cast<const QELContainerItem**>(qelAllocate(size * sizeof(const QELContainerItem*)));
         memcpy(array, other.array, size * sizeof(const QELContainerItem*));
     } else {
         array = NULL;
@@ -368,7 +369,7 @@ void QELVector::resize(int n)
         return;
     if (array_size > 0) {
         array_size = n;
-        array = static_cast<const QELContainerItem**>(realloc(array, n * sizeof(const QELContainerItem*)));
+        array = static_cast<const QELContainerItem**>(qelReallocate(array, n * sizeof(const QELContainerItem*)));
     } else {
         array_size = n >= 2 ? -n : 0;
     }
@@ -384,7 +385,7 @@ void QELVector::shrink()
             free(array);
             array = NULL;
         } else {
-            array = static_cast<const QELContainerItem**>(realloc(array, size * sizeof(const QELContainerItem*)));
+            array = static_cast<const QELContainerItem**>(qelReallocate(array, size * sizeof(const QELContainerItem*)));
         }
         array_size = size;
     }

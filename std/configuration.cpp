@@ -1,6 +1,7 @@
 // configuration: the global `config` read from "QELSetup.xml" when the
 // library is loaded, and the environment and path accessors.
 #include "QELConfiguration.h"
+#include "QELMemory.h"
 
 #include <dlfcn.h>
 #include <limits.h>
@@ -65,7 +66,7 @@ void publish(EnvironmentEntry& entry, const QELString& value)
 {
     size_t nameLength = strlen(entry.name);
     size_t valueLength = strlen(value.p);
-    char* text = static_cast<char*>(malloc(nameLength + 1 + valueLength + 1));
+    char* text = static_cast<char*>(qelAllocate(nameLength + 1 + valueLength + 1));
     memcpy(text, entry.name, nameLength);
     text[nameLength] = '=';
     memcpy(text + nameLength + 1, value.p, valueLength + 1);

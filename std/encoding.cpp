@@ -2,6 +2,7 @@
 // the library-wide locale and UTF-8 converters, and the wide-character
 // conversions.
 #include "QELEncoding.h"
+#include "QELMemory.h"
 #include "QELStartup.h"
 
 #include <clocale>
@@ -14,6 +15,17 @@
 
 // --- QELEncodingConverter ---
 
+// Invalid bytes and characters the target charset lacks end the conversion
+// with an error instead of ICU's default substitution, so that convertEncoding
+// counts the failure and hands back the input unchanged.
+static void stopOnBadInput(UConverter* c)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_setToUCallBack(c, UCNV_TO_U_CALLBACK_STOP, NULL, NULL, NULL, &status);
+    status = U_ZERO_ERROR;
+    ucnv_setFromUCallBack(c, UCNV_FROM_U_CALLBACK_STOP, NULL, NULL, NULL, &status);
+}
+
 QELEncodingConverter::QELEncodingConverter(const QELString& encodingName)
     : converter(NULL), name(), maxCharSize(0)
 {
@@ -25,6 +37,7 @@ QELEncodingConverter::QELEncodingConverter(const QELString& encodingName)
         UErrorCode nameStatus = U_ZERO_ERROR;
         name = QELString(ucnv_getName(c, &nameStatus));
         maxCharSize = static_cast<int8_t>(ucnv_getMaxCharSize(c));
+        stopOnBadInput(c);
     }
 }
 
@@ -183,19 +196,41 @@ QELString utf8ToLocale(const char* s)
 
 // --- Wide characters (these switch the process-wide LC_CTYPE) ---
 
+// Ends the block that count + 1 units were allocated for after a conversion
+// that wrote `written` units (-1 on an invalid sequence): an invalid text
+// gives an empty block, a text that converted to more units than counted is
+// cut at the block's end, so the result is always terminated.
+template <typename Unit>
+static Unit* terminatedBlock(Unit* block, size_t written, size_t count)
+{
+    block[written == static_cast<size_t>(-1) ? 0 : (written < count ? written : count)] = 0;
+    return block;
+}
+
+// Runs convert under LC_CTYPE "UTF-8" and puts the previous locale back.
+template <typename Convert>
+static size_t underUtf8Locale(Convert convert)
+{
+    // setlocale's result lives in a buffer that the next call may free.
+    const char* current = setlocale(LC_CTYPE, "");
+    const size_t keptSize = current != NULL ? strlen(current) + 1 : 0;
+    char* kept = current != NULL ? static_cast<char*>(memcpy(qelAllocate(keptSize), current, keptSize)) : NULL;
+    setlocale(LC_CTYPE, "UTF-8");
+    const size_t written = convert();
+    setlocale(LC_CTYPE, kept);
+    free(kept);
+    return written;
+}
+
 wchar_t* utf8ToUtf16(const char* s)
 {
     // Counted under whatever LC_CTYPE is current, before the switch.
     size_t count = mbstowcs(NULL, s, 0);
-    wchar_t* block = static_cast<wchar_t*>(malloc((count + 1) * sizeof(wchar_t)));
-    // setlocale's result lives in a buffer that the next call may free.
-    const char* current = setlocale(LC_CTYPE, "");
-    char* kept = current != NULL ? strdup(current) : NULL;
-    setlocale(LC_CTYPE, "UTF-8");
-    mbstowcs(block, s, count + 1);
-    setlocale(LC_CTYPE, kept);
-    free(kept);
-    return block;
+    if (count == static_cast<size_t>(-1))
+        count = 0; // unconvertible here: the block still holds a terminator
+    wchar_t* block = static_cast<wchar_t*>(qelAllocate((count + 1) * sizeof(wchar_t)));
+    const size_t written = underUtf8Locale([&] { return mbstowcs(block, s, count + 1); });
+    return terminatedBlock(block, written, count);
 }
 
 void freeUtf16(wchar_t* p)
@@ -206,12 +241,9 @@ void freeUtf16(wchar_t* p)
 char* utf16ToUtf8(const wchar_t* s)
 {
     size_t count = wcstombs(NULL, s, 0);
-    char* block = static_cast<char*>(malloc(count + 1));
-    const char* current = setlocale(LC_CTYPE, "");
-    char* kept = current != NULL ? strdup(current) : NULL;
-    setlocale(LC_CTYPE, "UTF-8");
-    wcstombs(block, s, count + 1);
-    setlocale(LC_CTYPE, kept);
-    free(kept);
-    return block;
+    if (count == static_cast<size_t>(-1))
+        count = 0; // unconvertible here: the block still holds a terminator
+    char* block = static_cast<char*>(qelAllocate(count + 1));
+    const size_t written = underUtf8Locale([&] { return wcstombs(block, s, count + 1); });
+    return terminatedBlock(block, written, count);
 }

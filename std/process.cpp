@@ -2,6 +2,7 @@
 // through three pipes with their output collected and their log records
 // replayed into a log.
 #include "QELProcess.h"
+#include "QELMemory.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -53,7 +54,7 @@ static QELString readPsLine(const char* command, unsigned int capacity)
     line.resize(capacity);
     char* text = line.lock();
     text[0] = '\0';
-    FILE* pipe = popen(command, "r");
+    FILE* pipe = popen(command, "re"); // "e": close-on-exec, no other child inherits it
     if (pipe != NULL) {
         size_t n = fread(text, 1, PS_READ, pipe);
         pclose(pipe);
@@ -151,7 +152,7 @@ static int maxPipeSize()
 {
     static const int size = [] {
         int value = 0;
-        FILE* file = fopen("/proc/sys/fs/pipe-max-size", "r");
+        FILE* file = fopen("/proc/sys/fs/pipe-max-size", "re");
         if (file != NULL) {
             if (fscanf(file, "%d", &value) != 1)
                 value = 0;
@@ -235,7 +236,7 @@ bool exec(QELString command, int argc, QELString* argv, int* status, QELString i
     // async-signal-safe calls.
     if (argc < 0 || argv == NULL)
         argc = 0;
-    char** vector = static_cast<char**>(malloc((argc + 2) * sizeof(char*)));
+    char** vector = static_cast<char**>(qelAllocate((argc + 2) * sizeof(char*)));
     vector[0] = command.p;
     for (int i = 0; i < argc; i++)
         vector[i + 1] = argv[i].p;
@@ -286,7 +287,7 @@ bool exec(QELString command, int argc, QELString* argv, int* status, QELString i
         return true;
     }
 
-    QELLogDeserializer* deserializer = new QELLogDeserializer(log);
+    QELLogDeserializer* deserializer = qelNew<QELLogDeserializer>(log);
     QELPipeRecord outRecord = {outPipe[0], out, NULL};
     QELPipeRecord errRecord = {errPipe[0], err, deserializer};
     pthread_t outReader, errReader;

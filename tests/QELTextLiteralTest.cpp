@@ -72,10 +72,16 @@ ModelTokens modelTokenise(const std::string& text)
         if (brace + 3 > n && !(brace + 2 == n && text[brace + 1] == '}'))
             break;
         std::size_t end = brace + 1;
-        uint32_t number = 0;
+        // A number beyond the signed 32-bit range is no placeholder.
+        const std::size_t digitsStart = end;
         while (end < n && text[end] >= '0' && text[end] <= '9')
-            number = number * 10u + uint32_t(text[end++] - '0');
-        if (end < n && text[end] == '}') {
+            ++end;
+        const std::string digits = text.substr(digitsStart, end - digitsStart);
+        const std::size_t significant = digits.find_first_not_of('0');
+        const std::string trimmed = significant == std::string::npos ? "" : digits.substr(significant);
+        const bool fits = trimmed.size() < 10 || (trimmed.size() == 10 && trimmed <= "2147483647");
+        const int32_t number = fits && !trimmed.empty() ? int32_t(std::stoll(trimmed)) : 0;
+        if (fits && end < n && text[end] == '}') {
             pieces.push_back(text.substr(start, brace - start));
             sequence.push_back(int32_t(number));
             start = end + 1;
@@ -189,8 +195,12 @@ TEST(QELParameterizedTextLiteralTest, TokenisesTheTableOfTexts)
         {"{0}{{1}}", {"", "", "}"}, {0, 1}, 1, "doubled braces"},
         {"{-1}{0}", {"-1}", ""}, {0}, 0, "a sign is not a digit"},
         {"{ 1}x{2}", {" 1}x", ""}, {2}, 2, "a blank is not a digit"},
-        {"{4294967297}x", {"", "x"}, {1}, 1, "the number wraps around in 32 bits"},
-        {"{2147483648}x", {"", "x"}, {INT32_MIN}, -1, "a wrapped negative number never raises the maximum"},
+        {"{4294967297}x", {}, {}, -1, "a number beyond 32 bits is text, not {1}"},
+        {"{4294967296}", {}, {}, -1, "a number beyond 32 bits is text, not {0}"},
+        {"{2147483648}x", {}, {}, -1, "a number beyond the signed range is text"},
+        {"a{99999999999999999999}b{0}c", {"}b", "c"}, {0}, 0, "an overlong number drops text as any odd brace"},
+        {"{2147483647}", {"", ""}, {INT32_MAX}, INT32_MAX, "the largest number that fits"},
+        {"{0000000000002}x", {"", "x"}, {2}, 2, "leading zeros do not count against the range"},
         {"Größe: {0} ✓", {"Größe: ", " ✓"}, {0}, 0, "UTF-8 bytes are copied as they are"},
         {"{0}\n{1}\n", {"", "\n", "\n"}, {0, 1}, 1, "line breaks"},
     };
@@ -357,7 +367,7 @@ TEST(QELParameterizedTextLiteralTest, RandomTextsMatchTheStdStringModel)
     std::mt19937 random(20261122);
     const std::vector<std::string> parts = {
         "a", "b", " ", "xyz", "é", "\n", "{", "}", "{}", "{0}", "{1}", "{2}", "{3}",
-        "{9}", "{12}", "{x", "{1x", "}}", "{{", "0", "7"};
+        "{9}", "{12}", "{x", "{1x", "}}", "{{", "0", "7", "{4294967296}", "{2147483648}"};
     int tokenised = 0;
     for (int round = 0; round < 5000; ++round) {
         std::string text;
@@ -521,10 +531,14 @@ TEST_F(QELParameterizedTextLiteralDeathTest, MissingSequenceTokensStop)
 
 TEST_F(QELParameterizedTextLiteralDeathTest, NegativeParameterNumberStops)
 {
-    QELParameterizedTextLiteral l("x", "{2147483648}x");
-    ASSERT_EQ(l.maxParameterNumber, -1);
-    EXPECT_DEATH(l.createParametrizedText(l.prapareForParameters()),
-                 report(CREATE_SIGNATURE, "preprocessedParameterSequenceTokens[i] >= 0"));
+    // The scanner never yields a negative number; a damaged token does.
+    QELParameterizedTextLiteral l("x", "{0}x");
+    EXPECT_DEATH(
+        {
+            l.preprocessedParameterSequenceTokens[0] = -1;
+            l.createParametrizedText(l.prapareForParameters());
+        },
+        report(CREATE_SIGNATURE, "preprocessedParameterSequenceTokens[i] >= 0"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, ParameterNumberAboveMaximumStops)

@@ -6,8 +6,43 @@
 #include <cstring>
 #include <strings.h>
 
+#include "../std/QELMemory.h"
 #include "QELException.h"
 #include "QELToolTexts.h"
+
+// The tools are programs, so they may replace the global allocation
+// functions (a library may not): a failed allocation anywhere in a tool,
+// its strings and containers included, ends it with the size that failed
+// instead of an uncaught std::bad_alloc.
+void* operator new(size_t bytes)
+{
+    return qelAllocate(bytes != 0 ? bytes : 1);
+}
+
+void* operator new[](size_t bytes)
+{
+    return qelAllocate(bytes != 0 ? bytes : 1);
+}
+
+void operator delete(void* block) noexcept
+{
+    free(block);
+}
+
+void operator delete[](void* block) noexcept
+{
+    free(block);
+}
+
+void operator delete(void* block, size_t) noexcept
+{
+    free(block);
+}
+
+void operator delete[](void* block, size_t) noexcept
+{
+    free(block);
+}
 
 namespace {
 

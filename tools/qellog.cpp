@@ -56,7 +56,7 @@ int printStreams(const ToolArguments& args)
         files.push_back(QELString("-"));
     for (const QELString& file : files) {
         bool standardInput = file == "-";
-        int fd = standardInput ? 0 : open(file.chars(), O_RDONLY);
+        int fd = standardInput ? 0 : open(file.chars(), O_RDONLY | O_CLOEXEC);
         if (fd < 0) {
             toolError(PROGRAM, QELToolTexts::texts().fileMissing, file);
             status = 1;

@@ -86,4 +86,13 @@ capture run_clean QEL_I18N_LANG=fr "$BIN/qelconfig" --nope
 check "French messages" contains "$ERR" "option inconnue"
 capture run_clean QEL_I18N_LANG=de_DE "$BIN/qelconfig" --nope
 check "German messages" contains "$ERR" "unbekannte Option"
+
+# Memory running out while a large setup file is read: one line naming the
+# size, then an abort (never a crash through a null pointer).
+if [ -z "${QEL_SANITIZE:-}" ]; then
+    python3 -c "import sys; open(sys.argv[1], 'w').write('<Setup><A>' + 'y' * 15000000 + '</A></Setup>')" "$SCRATCH/big.xml"
+    capture bash -c 'ulimit -v 100000; exec "$0" --file "$1" get A' "$BIN/qelconfig" "$SCRATCH/big.xml"
+    check "out of memory aborts" equals "$RC" 134
+    check "out of memory names the size" grep -Eqx 'out of memory allocating [0-9]+ bytes' "$SCRATCH/err"
+fi
 finish
