@@ -95,131 +95,6 @@ TreeData& Tree()
     static TreeData data;
     return data;
 }
-
-std::unique_ptr<IntTree> BuildQELTree()
-{
-    TreeData& d = Tree();
-    std::unique_ptr<IntTree> t(new IntTree);
-    for (const IntItem& it : d.items)
-        t->add(I(&it));
-    return t;
-}
-
-std::unique_ptr<StdTree> BuildStdTree()
-{
-    TreeData& d = Tree();
-    std::unique_ptr<StdTree> t(new StdTree(VirtualLess{&d.cmp}));
-    for (const IntItem& it : d.items)
-        t->insert(&it);
-    return t;
-}
-
-void BM_Tree_QEL_Insert(benchmark::State& state)
-{
-    TreeData& d = Tree();
-    for (auto _ : state) {
-        size_t before = HeapInUse();
-        IntTree* t = new IntTree;
-        for (const IntItem& it : d.items)
-            t->add(I(&it));
-        state.PauseTiming();
-        state.counters["bytes_per_item"] = static_cast<double>(HeapInUse() - before) / kItems;
-        delete t;
-        state.ResumeTiming();
-    }
-}
-
-void BM_Tree_Std_Insert(benchmark::State& state)
-{
-    TreeData& d = Tree();
-    for (auto _ : state) {
-        size_t before = HeapInUse();
-        StdTree* t = new StdTree(VirtualLess{&d.cmp});
-        for (const IntItem& it : d.items)
-            t->insert(&it);
-        state.PauseTiming();
-        state.counters["bytes_per_item"] = static_cast<double>(HeapInUse() - before) / kItems;
-        delete t;
-        state.ResumeTiming();
-    }
-}
-
-void BM_Tree_QEL_Find(benchmark::State& state)
-{
-    TreeData& d = Tree();
-    std::unique_ptr<IntTree> t = BuildQELTree();
-    for (auto _ : state) {
-        size_t found = 0;
-        for (int i : d.order)
-            found += t->findFirst(reinterpret_cast<const QELContainerKey*>(&d.items[i].key)) != NULL;
-        benchmark::DoNotOptimize(found);
-    }
-}
-
-void BM_Tree_Std_Find(benchmark::State& state)
-{
-    TreeData& d = Tree();
-    std::unique_ptr<StdTree> t = BuildStdTree();
-    for (auto _ : state) {
-        size_t found = 0;
-        for (int i : d.order)
-            found += t->find(&d.items[i]) != t->end();
-        benchmark::DoNotOptimize(found);
-    }
-}
-
-void BM_Tree_QEL_Iterate(benchmark::State& state)
-{
-    std::unique_ptr<IntTree> t = BuildQELTree();
-    for (auto _ : state) {
-        long sum = 0;
-        QELRBTree::Iterator it(*t, true);
-        for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
-            sum += ItemOf(p)->key;
-        benchmark::DoNotOptimize(sum);
-    }
-}
-
-void BM_Tree_Std_Iterate(benchmark::State& state)
-{
-    std::unique_ptr<StdTree> t = BuildStdTree();
-    for (auto _ : state) {
-        long sum = 0;
-        for (const IntItem* p : *t)
-            sum += p->key;
-        benchmark::DoNotOptimize(sum);
-    }
-}
-
-void BM_Tree_QEL_Remove(benchmark::State& state)
-{
-    TreeData& d = Tree();
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<IntTree> t = BuildQELTree();
-        state.ResumeTiming();
-        QELRBTree::Iterator it;
-        for (int i : d.order) {
-            t->findFirst(reinterpret_cast<const QELContainerKey*>(&d.items[i].key), &it);
-            t->remove(&it);
-        }
-        benchmark::DoNotOptimize(t->size);
-    }
-}
-
-void BM_Tree_Std_Remove(benchmark::State& state)
-{
-    TreeData& d = Tree();
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<StdTree> t = BuildStdTree();
-        state.ResumeTiming();
-        for (int i : d.order)
-            t->erase(t->find(&d.items[i]));
-        benchmark::DoNotOptimize(t->size());
-    }
-}
-
 // --------------------------------------------------------- String keys
 
 struct StringData {
@@ -263,196 +138,6 @@ const QELContainerKey* SK(const QELString& s) { return reinterpret_cast<const QE
 const QELContainerKey* CK(const char* s) { return reinterpret_cast<const QELContainerKey*>(s); }
 
 typedef std::unordered_map<std::string, void*> StdStringMap;
-
-std::unique_ptr<QELSimpleStringHashtable> BuildSimpleStringTable()
-{
-    StringData& d = Strings();
-    std::unique_ptr<QELSimpleStringHashtable> t(new QELSimpleStringHashtable(false, false, kBuckets));
-    for (int i = 0; i < kItems; i++)
-        t->add(d.keys[i], &d.values[i]);
-    return t;
-}
-
-std::unique_ptr<QELStringHashtable> BuildStringTable()
-{
-    StringData& d = Strings();
-    std::unique_ptr<QELStringHashtable> t(new QELStringHashtable(kBuckets));
-    for (int i = 0; i < kItems; i++)
-        t->add(reinterpret_cast<const QELContainerItem*>(&d.keys[i]));
-    return t;
-}
-
-std::unique_ptr<StdStringMap> BuildStdStringMap()
-{
-    StringData& d = Strings();
-    std::unique_ptr<StdStringMap> m(new StdStringMap(kBuckets));
-    for (int i = 0; i < kItems; i++)
-        m->emplace(d.skeys[i], &d.values[i]);
-    return m;
-}
-
-void BM_SimpleString_QEL_Insert(benchmark::State& state)
-{
-    StringData& d = Strings();
-    for (auto _ : state) {
-        size_t before = HeapInUse();
-        QELSimpleStringHashtable* t = new QELSimpleStringHashtable(false, false, kBuckets);
-        for (int i = 0; i < kItems; i++)
-            t->add(d.keys[i], &d.values[i]);
-        state.PauseTiming();
-        state.counters["bytes_per_item"] = static_cast<double>(HeapInUse() - before) / kItems;
-        delete t;
-        state.ResumeTiming();
-    }
-}
-
-void BM_StringSet_QEL_Insert(benchmark::State& state)
-{
-    StringData& d = Strings();
-    for (auto _ : state) {
-        size_t before = HeapInUse();
-        QELStringHashtable* t = new QELStringHashtable(kBuckets);
-        for (int i = 0; i < kItems; i++)
-            t->add(reinterpret_cast<const QELContainerItem*>(&d.keys[i]));
-        state.PauseTiming();
-        state.counters["bytes_per_item"] = static_cast<double>(HeapInUse() - before) / kItems;
-        delete t;
-        state.ResumeTiming();
-    }
-}
-
-void BM_String_Std_Insert(benchmark::State& state)
-{
-    StringData& d = Strings();
-    for (auto _ : state) {
-        size_t before = HeapInUse();
-        StdStringMap* m = new StdStringMap(kBuckets);
-        for (int i = 0; i < kItems; i++)
-            m->emplace(d.skeys[i], &d.values[i]);
-        state.PauseTiming();
-        state.counters["bytes_per_item"] = static_cast<double>(HeapInUse() - before) / kItems;
-        state.counters["buckets"] = static_cast<double>(m->bucket_count());
-        delete m;
-        state.ResumeTiming();
-    }
-}
-
-void BM_SimpleString_QEL_Find(benchmark::State& state)
-{
-    StringData& d = Strings();
-    std::unique_ptr<QELSimpleStringHashtable> t = BuildSimpleStringTable();
-    for (auto _ : state) {
-        size_t found = 0;
-        for (int i : d.order)
-            found += t->findFirst(SK(d.keys[i])) != NULL;
-        benchmark::DoNotOptimize(found);
-    }
-}
-
-void BM_StringSet_QEL_Find(benchmark::State& state)
-{
-    StringData& d = Strings();
-    std::unique_ptr<QELStringHashtable> t = BuildStringTable();
-    for (auto _ : state) {
-        size_t found = 0;
-        for (int i : d.order)
-            found += t->findFirst(CK(d.keys[i].p)) != NULL;
-        benchmark::DoNotOptimize(found);
-    }
-}
-
-void BM_String_Std_Find(benchmark::State& state)
-{
-    StringData& d = Strings();
-    std::unique_ptr<StdStringMap> m = BuildStdStringMap();
-    for (auto _ : state) {
-        size_t found = 0;
-        for (int i : d.order)
-            found += m->find(d.skeys[i]) != m->end();
-        benchmark::DoNotOptimize(found);
-    }
-}
-
-void BM_SimpleString_QEL_Iterate(benchmark::State& state)
-{
-    std::unique_ptr<QELSimpleStringHashtable> t = BuildSimpleStringTable();
-    for (auto _ : state) {
-        size_t n = 0;
-        QELSimpleHashtable::Iterator it(*t, true);
-        for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
-            n += reinterpret_cast<size_t>(p) & 1;
-        benchmark::DoNotOptimize(n);
-    }
-}
-
-void BM_StringSet_QEL_Iterate(benchmark::State& state)
-{
-    std::unique_ptr<QELStringHashtable> t = BuildStringTable();
-    for (auto _ : state) {
-        size_t n = 0;
-        QELHashtable::Iterator it(*t, true);
-        for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
-            n += reinterpret_cast<size_t>(p) & 1;
-        benchmark::DoNotOptimize(n);
-    }
-}
-
-void BM_String_Std_Iterate(benchmark::State& state)
-{
-    std::unique_ptr<StdStringMap> m = BuildStdStringMap();
-    for (auto _ : state) {
-        size_t n = 0;
-        for (auto& e : *m)
-            n += reinterpret_cast<size_t>(e.second) & 1;
-        benchmark::DoNotOptimize(n);
-    }
-}
-
-void BM_SimpleString_QEL_Remove(benchmark::State& state)
-{
-    StringData& d = Strings();
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<QELSimpleStringHashtable> t = BuildSimpleStringTable();
-        state.ResumeTiming();
-        QELSimpleHashtable::Iterator it;
-        for (int i : d.order) {
-            t->findFirst(SK(d.keys[i]), &it);
-            t->remove(&it);
-        }
-        benchmark::DoNotOptimize(t->size);
-    }
-}
-
-void BM_StringSet_QEL_Remove(benchmark::State& state)
-{
-    StringData& d = Strings();
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<QELStringHashtable> t = BuildStringTable();
-        state.ResumeTiming();
-        QELHashtable::Iterator it;
-        for (int i : d.order) {
-            t->findFirst(CK(d.keys[i].p), &it);
-            t->remove(&it);
-        }
-        benchmark::DoNotOptimize(t->size);
-    }
-}
-
-void BM_String_Std_Remove(benchmark::State& state)
-{
-    StringData& d = Strings();
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<StdStringMap> m = BuildStdStringMap();
-        state.ResumeTiming();
-        for (int i : d.order)
-            m->erase(m->find(d.skeys[i]));
-        benchmark::DoNotOptimize(m->size());
-    }
-}
-
 // ----------------------------------------------------------- Long keys
 
 struct LongData {
@@ -484,165 +169,268 @@ LongData& Longs()
 
 typedef std::unordered_map<long, void*> StdLongMap;
 
-std::unique_ptr<QELSimpleLongHashtable> BuildLongTable()
+// ------------------------------------------------- Structures under test
+
+// Each structure under test says how to create it, add item i, find item i,
+// remove item i (through a cursor that lives across the removals) and walk
+// every item; the four benchmark bodies below are written once over these.
+// `name` is the middle of the benchmark names ("BM_<name>_Insert").
+
+// What a structure has unless it says otherwise: no cursor for removals and
+// no counter beyond the bytes per item.
+struct StructureDefaults {
+    struct Cursor {
+    };
+    template <class Table>
+    static void count(benchmark::State&, const Table&)
+    {
+    }
+};
+
+const QELContainerKey* TreeKey(const TreeData& d, int i)
 {
-    LongData& d = Longs();
-    std::unique_ptr<QELSimpleLongHashtable> t(new QELSimpleLongHashtable(false, kBuckets));
+    return reinterpret_cast<const QELContainerKey*>(&d.items[i].key);
+}
+
+struct TreeQEL : StructureDefaults {
+    static constexpr const char* name = "Tree_QEL";
+    typedef IntTree Table;
+    typedef QELRBTree::Iterator Cursor;
+    static TreeData& data() { return Tree(); }
+    static Table* create() { return new IntTree; }
+    static void add(Table& t, TreeData& d, int i) { t.add(I(&d.items[i])); }
+    static bool contains(Table& t, TreeData& d, int i) { return t.findFirst(TreeKey(d, i)) != NULL; }
+    static void remove(Table& t, TreeData& d, int i, Cursor& it)
+    {
+        t.findFirst(TreeKey(d, i), &it);
+        t.remove(&it);
+    }
+    static long walk(Table& t)
+    {
+        long sum = 0;
+        QELRBTree::Iterator it(t, true);
+        for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
+            sum += ItemOf(p)->key;
+        return sum;
+    }
+};
+
+struct TreeStd : StructureDefaults {
+    static constexpr const char* name = "Tree_Std";
+    typedef StdTree Table;
+    static TreeData& data() { return Tree(); }
+    static Table* create() { return new StdTree(VirtualLess{&Tree().cmp}); }
+    static void add(Table& t, TreeData& d, int i) { t.insert(&d.items[i]); }
+    static bool contains(Table& t, TreeData& d, int i) { return t.find(&d.items[i]) != t.end(); }
+    static void remove(Table& t, TreeData& d, int i, Cursor&) { t.erase(t.find(&d.items[i])); }
+    static long walk(Table& t)
+    {
+        long sum = 0;
+        for (const IntItem* p : t)
+            sum += p->key;
+        return sum;
+    }
+};
+
+// The low bit of every item's address, summed: touches each item pointer
+// without reading the item.
+template <class Table, class Iterator>
+long WalkHashtable(Table& t)
+{
+    long n = 0;
+    Iterator it(t, true);
+    for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
+        n += reinterpret_cast<size_t>(p) & 1;
+    return n;
+}
+
+template <class Map>
+long WalkStdMap(Map& m)
+{
+    long n = 0;
+    for (auto& e : m)
+        n += reinterpret_cast<size_t>(e.second) & 1;
+    return n;
+}
+
+struct SimpleStringQEL : StructureDefaults {
+    static constexpr const char* name = "SimpleString_QEL";
+    typedef QELSimpleStringHashtable Table;
+    typedef QELSimpleHashtable::Iterator Cursor;
+    static StringData& data() { return Strings(); }
+    static Table* create() { return new QELSimpleStringHashtable(false, false, kBuckets); }
+    static void add(Table& t, StringData& d, int i) { t.add(d.keys[i], &d.values[i]); }
+    static bool contains(Table& t, StringData& d, int i) { return t.findFirst(SK(d.keys[i])) != NULL; }
+    static void remove(Table& t, StringData& d, int i, Cursor& it)
+    {
+        t.findFirst(SK(d.keys[i]), &it);
+        t.remove(&it);
+    }
+    static long walk(Table& t) { return WalkHashtable<Table, QELSimpleHashtable::Iterator>(t); }
+};
+
+struct StringSetQEL : StructureDefaults {
+    static constexpr const char* name = "StringSet_QEL";
+    typedef QELStringHashtable Table;
+    typedef QELHashtable::Iterator Cursor;
+    static StringData& data() { return Strings(); }
+    static Table* create() { return new QELStringHashtable(kBuckets); }
+    static void add(Table& t, StringData& d, int i) { t.add(reinterpret_cast<const QELContainerItem*>(&d.keys[i])); }
+    static bool contains(Table& t, StringData& d, int i) { return t.findFirst(CK(d.keys[i].p)) != NULL; }
+    static void remove(Table& t, StringData& d, int i, Cursor& it)
+    {
+        t.findFirst(CK(d.keys[i].p), &it);
+        t.remove(&it);
+    }
+    static long walk(Table& t) { return WalkHashtable<Table, QELHashtable::Iterator>(t); }
+};
+
+struct StringStd : StructureDefaults {
+    static constexpr const char* name = "String_Std";
+    typedef StdStringMap Table;
+    static StringData& data() { return Strings(); }
+    static Table* create() { return new StdStringMap(kBuckets); }
+    static void add(Table& m, StringData& d, int i) { m.emplace(d.skeys[i], &d.values[i]); }
+    static bool contains(Table& m, StringData& d, int i) { return m.find(d.skeys[i]) != m.end(); }
+    static void remove(Table& m, StringData& d, int i, Cursor&) { m.erase(m.find(d.skeys[i])); }
+    static long walk(Table& m) { return WalkStdMap(m); }
+    // The bucket count after a million insertions shows whether the map
+    // rehashed beyond the table size it was given.
+    static void count(benchmark::State& state, const Table& m)
+    {
+        state.counters["buckets"] = static_cast<double>(m.bucket_count());
+    }
+};
+
+const QELContainerKey* LongKey(const LongData& d, int i)
+{
+    return reinterpret_cast<const QELContainerKey*>(&d.keys[i]);
+}
+
+struct LongQEL : StructureDefaults {
+    static constexpr const char* name = "Long_QEL";
+    typedef QELSimpleLongHashtable Table;
+    typedef QELSimpleHashtable::Iterator Cursor;
+    static LongData& data() { return Longs(); }
+    static Table* create() { return new QELSimpleLongHashtable(false, kBuckets); }
+    static void add(Table& t, LongData& d, int i) { t.add(d.keys[i], &d.values[i]); }
+    static bool contains(Table& t, LongData& d, int i) { return t.findFirst(LongKey(d, i)) != NULL; }
+    static void remove(Table& t, LongData& d, int i, Cursor& it)
+    {
+        t.findFirst(LongKey(d, i), &it);
+        t.remove(&it);
+    }
+    static long walk(Table& t) { return WalkHashtable<Table, QELSimpleHashtable::Iterator>(t); }
+};
+
+struct LongStd : StructureDefaults {
+    static constexpr const char* name = "Long_Std";
+    typedef StdLongMap Table;
+    static LongData& data() { return Longs(); }
+    static Table* create() { return new StdLongMap(kBuckets); }
+    static void add(Table& m, LongData& d, int i) { m.emplace(d.keys[i], &d.values[i]); }
+    static bool contains(Table& m, LongData& d, int i) { return m.find(d.keys[i]) != m.end(); }
+    static void remove(Table& m, LongData& d, int i, Cursor&) { m.erase(m.find(d.keys[i])); }
+    static long walk(Table& m) { return WalkStdMap(m); }
+};
+
+// ------------------------------------------------------ Benchmark bodies
+
+template <class S>
+std::unique_ptr<typename S::Table> Build()
+{
+    auto& d = S::data();
+    std::unique_ptr<typename S::Table> t(S::create());
     for (int i = 0; i < kItems; i++)
-        t->add(d.keys[i], &d.values[i]);
+        S::add(*t, d, i);
     return t;
 }
 
-std::unique_ptr<StdLongMap> BuildStdLongMap()
+// Insertion into a new structure, and the heap bytes it then holds per item.
+template <class S>
+void BM_Insert(benchmark::State& state)
 {
-    LongData& d = Longs();
-    std::unique_ptr<StdLongMap> m(new StdLongMap(kBuckets));
-    for (int i = 0; i < kItems; i++)
-        m->emplace(d.keys[i], &d.values[i]);
-    return m;
-}
-
-void BM_Long_QEL_Insert(benchmark::State& state)
-{
-    LongData& d = Longs();
+    auto& d = S::data();
     for (auto _ : state) {
         size_t before = HeapInUse();
-        QELSimpleLongHashtable* t = new QELSimpleLongHashtable(false, kBuckets);
+        typename S::Table* t = S::create();
         for (int i = 0; i < kItems; i++)
-            t->add(d.keys[i], &d.values[i]);
+            S::add(*t, d, i);
         state.PauseTiming();
         state.counters["bytes_per_item"] = static_cast<double>(HeapInUse() - before) / kItems;
+        S::count(state, *t);
         delete t;
         state.ResumeTiming();
     }
 }
 
-void BM_Long_Std_Insert(benchmark::State& state)
+template <class S>
+void BM_Find(benchmark::State& state)
 {
-    LongData& d = Longs();
-    for (auto _ : state) {
-        size_t before = HeapInUse();
-        StdLongMap* m = new StdLongMap(kBuckets);
-        for (int i = 0; i < kItems; i++)
-            m->emplace(d.keys[i], &d.values[i]);
-        state.PauseTiming();
-        state.counters["bytes_per_item"] = static_cast<double>(HeapInUse() - before) / kItems;
-        delete m;
-        state.ResumeTiming();
-    }
-}
-
-void BM_Long_QEL_Find(benchmark::State& state)
-{
-    LongData& d = Longs();
-    std::unique_ptr<QELSimpleLongHashtable> t = BuildLongTable();
+    auto& d = S::data();
+    std::unique_ptr<typename S::Table> t = Build<S>();
     for (auto _ : state) {
         size_t found = 0;
         for (int i : d.order)
-            found += t->findFirst(reinterpret_cast<const QELContainerKey*>(&d.keys[i])) != NULL;
+            found += S::contains(*t, d, i);
         benchmark::DoNotOptimize(found);
     }
 }
 
-void BM_Long_Std_Find(benchmark::State& state)
+template <class S>
+void BM_Iterate(benchmark::State& state)
 {
-    LongData& d = Longs();
-    std::unique_ptr<StdLongMap> m = BuildStdLongMap();
-    for (auto _ : state) {
-        size_t found = 0;
-        for (int i : d.order)
-            found += m->find(d.keys[i]) != m->end();
-        benchmark::DoNotOptimize(found);
-    }
+    std::unique_ptr<typename S::Table> t = Build<S>();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(S::walk(*t));
 }
 
-void BM_Long_QEL_Iterate(benchmark::State& state)
+// Every item removed in random order from a structure built untimed.
+template <class S>
+void BM_Remove(benchmark::State& state)
 {
-    std::unique_ptr<QELSimpleLongHashtable> t = BuildLongTable();
-    for (auto _ : state) {
-        size_t n = 0;
-        QELSimpleHashtable::Iterator it(*t, true);
-        for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
-            n += reinterpret_cast<size_t>(p) & 1;
-        benchmark::DoNotOptimize(n);
-    }
-}
-
-void BM_Long_Std_Iterate(benchmark::State& state)
-{
-    std::unique_ptr<StdLongMap> m = BuildStdLongMap();
-    for (auto _ : state) {
-        size_t n = 0;
-        for (auto& e : *m)
-            n += reinterpret_cast<size_t>(e.second) & 1;
-        benchmark::DoNotOptimize(n);
-    }
-}
-
-void BM_Long_QEL_Remove(benchmark::State& state)
-{
-    LongData& d = Longs();
+    auto& d = S::data();
     for (auto _ : state) {
         state.PauseTiming();
-        std::unique_ptr<QELSimpleLongHashtable> t = BuildLongTable();
+        std::unique_ptr<typename S::Table> t = Build<S>();
         state.ResumeTiming();
-        QELSimpleHashtable::Iterator it;
-        for (int i : d.order) {
-            t->findFirst(reinterpret_cast<const QELContainerKey*>(&d.keys[i]), &it);
-            t->remove(&it);
-        }
-        benchmark::DoNotOptimize(t->size);
-    }
-}
-
-void BM_Long_Std_Remove(benchmark::State& state)
-{
-    LongData& d = Longs();
-    for (auto _ : state) {
-        state.PauseTiming();
-        std::unique_ptr<StdLongMap> m = BuildStdLongMap();
-        state.ResumeTiming();
+        typename S::Cursor cursor;
         for (int i : d.order)
-            m->erase(m->find(d.keys[i]));
-        benchmark::DoNotOptimize(m->size());
+            S::remove(*t, d, i, cursor);
+        benchmark::DoNotOptimize(t.get());
+        benchmark::ClobberMemory();
     }
 }
-
-} // namespace
 
 // One pass per benchmark keeps the whole suite's run time reasonable; each
 // pass is a million operations.
-#define QEL_BENCH(name) BENCHMARK(name)->Unit(benchmark::kMillisecond)->Iterations(1)
+void Register(const char* structure, const char* operation, void (*body)(benchmark::State&))
+{
+    std::string name = std::string("BM_") + structure + "_" + operation;
+    benchmark::RegisterBenchmark(name.c_str(), body)->Unit(benchmark::kMillisecond)->Iterations(1);
+}
 
-QEL_BENCH(BM_Tree_QEL_Insert);
-QEL_BENCH(BM_Tree_Std_Insert);
-QEL_BENCH(BM_Tree_QEL_Find);
-QEL_BENCH(BM_Tree_Std_Find);
-QEL_BENCH(BM_Tree_QEL_Iterate);
-QEL_BENCH(BM_Tree_Std_Iterate);
-QEL_BENCH(BM_Tree_QEL_Remove);
-QEL_BENCH(BM_Tree_Std_Remove);
+// A family's structures side by side for each operation, in the order
+// Insert, Find, Iterate, Remove.
+template <class... S>
+void RegisterFamily()
+{
+    (Register(S::name, "Insert", BM_Insert<S>), ...);
+    (Register(S::name, "Find", BM_Find<S>), ...);
+    (Register(S::name, "Iterate", BM_Iterate<S>), ...);
+    (Register(S::name, "Remove", BM_Remove<S>), ...);
+}
 
-QEL_BENCH(BM_SimpleString_QEL_Insert);
-QEL_BENCH(BM_StringSet_QEL_Insert);
-QEL_BENCH(BM_String_Std_Insert);
-QEL_BENCH(BM_SimpleString_QEL_Find);
-QEL_BENCH(BM_StringSet_QEL_Find);
-QEL_BENCH(BM_String_Std_Find);
-QEL_BENCH(BM_SimpleString_QEL_Iterate);
-QEL_BENCH(BM_StringSet_QEL_Iterate);
-QEL_BENCH(BM_String_Std_Iterate);
-QEL_BENCH(BM_SimpleString_QEL_Remove);
-QEL_BENCH(BM_StringSet_QEL_Remove);
-QEL_BENCH(BM_String_Std_Remove);
+bool RegisterAll()
+{
+    RegisterFamily<TreeQEL, TreeStd>();
+    RegisterFamily<SimpleStringQEL, StringSetQEL, StringStd>();
+    RegisterFamily<LongQEL, LongStd>();
+    return true;
+}
 
-QEL_BENCH(BM_Long_QEL_Insert);
-QEL_BENCH(BM_Long_Std_Insert);
-QEL_BENCH(BM_Long_QEL_Find);
-QEL_BENCH(BM_Long_Std_Find);
-QEL_BENCH(BM_Long_QEL_Iterate);
-QEL_BENCH(BM_Long_Std_Iterate);
-QEL_BENCH(BM_Long_QEL_Remove);
-QEL_BENCH(BM_Long_Std_Remove);
+const bool registered = RegisterAll();
+
+} // namespace
 
 BENCHMARK_MAIN();

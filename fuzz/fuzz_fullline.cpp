@@ -11,109 +11,32 @@
 #include <fstream>
 #include <string>
 
-#include "QELFile.h"
 #include "FuzzCheck.h"
+#include "QELFile.h"
+#include "QELFullLineModel.h"
 
 namespace {
 
-const int NONE = -1;
-
-// The logical line reader, character by character.
+// The logical line reader, character by character, over the chunks that
+// istream::get gives.
 std::string referenceLine(std::istream& in, int flags)
 {
-    std::string r;
-    bool quoted = false;
-    int run = 0;
-    int prev = NONE;
-    bool complete = false;
-    bool skipping = (flags & 0x40) != 0;
+    FullLineModel model(flags);
     while (!in.eof()) {
-        char buf[1024];
+        char buf[FullLineModel::FULL_CHUNK + 1];
         in.get(buf, sizeof buf, '\n');
         std::streamsize n = in.gcount();
-        if (n < 1023) {
+        const bool lineEnded = n < static_cast<std::streamsize>(FullLineModel::FULL_CHUNK);
+        if (lineEnded) {
             if (n == 0 && in.fail())
                 in.clear(in.rdstate() & ~std::ios::failbit);
             in.get(); // the line feed
-            complete = true;
         }
-        for (std::streamsize i = 0; i < n; i++) {
-            unsigned char c = static_cast<unsigned char>(buf[i]);
-            if (skipping) {
-                if (c < 33)
-                    continue;
-                skipping = false;
-            }
-            if (c == '"') {
-                run++;
-                if (run == 3 && (flags & 0x08)) {
-                    r += '"';
-                    prev = NONE;
-                    run = 0;
-                } else if (prev == '\\' && (flags & 0x10)) {
-                    r.back() = '"';
-                    prev = NONE;
-                    run = 0;
-                } else {
-                    quoted = !quoted;
-                    r += '"';
-                    prev = '"';
-                }
-            } else if (c == '\\') {
-                run = 0;
-                if (prev == '\\' && (flags & 0x31)) {
-                    prev = NONE;
-                } else {
-                    r += '\\';
-                    prev = '\\';
-                }
-            } else if (c == 'a' || c == 'b' || c == 'f' || c == 'n' || c == 'r' || c == 't' || c == 'v') {
-                run = 0;
-                if (prev == '\\' && (flags & 0x20)) {
-                    static const char from[] = "abfnrtv";
-                    static const char to[] = {7, 8, 12, 10, 13, 9, 11};
-                    r.back() = to[strchr(from, c) - from];
-                    prev = NONE;
-                } else {
-                    r += static_cast<char>(c);
-                    prev = c;
-                }
-            } else {
-                r += static_cast<char>(c);
-                prev = c;
-                run = 0;
-            }
-        }
-        if (prev == 13) {
-            r.pop_back();
-            prev = r.empty() ? NONE : static_cast<unsigned char>(r.back());
-        }
-        if (!complete)
-            continue;
-        if (quoted && (flags & 0x04)) {
-            r += '\n';
-            complete = false;
-        } else if (prev != '\\') {
+        model.take(buf, static_cast<size_t>(n));
+        if (model.ends(lineEnded))
             break;
-        } else if (flags & 0x01) {
-            r.back() = '\n';
-            prev = NONE;
-            complete = false;
-        } else if (flags & 0x02) {
-            if (r.size() >= 2 && r[r.size() - 2] == '\\')
-                r.resize(r.size() - 2);
-            else
-                r.back() = '\n';
-            prev = NONE;
-            complete = false;
-        } else {
-            break;
-        }
     }
-    if (flags & 0x40)
-        while (!r.empty() && static_cast<unsigned char>(r.back()) < 33)
-            r.pop_back();
-    return r.substr(0, strlen(r.c_str()));
+    return model.result();
 }
 
 std::string scratchPath()

@@ -3,6 +3,8 @@
 # and runs each one for SECONDS seconds (default 60) on a copy of its seed
 # corpus, then prints the executions and the coverage reached per target.
 #   fuzz/run.sh [SECONDS] [TARGET...]
+# Without TARGETs it runs every target fuzz/CMakeLists.txt builds, in its
+# order (the build tree's fuzz/targets.txt).
 # BUILD_DIR overrides the build tree (default build-fuzz beside fuzz/).
 # FUZZ_SEED fixes libFuzzer's random seed (default 0: a new one each run), so
 # that a run can be repeated input for input.
@@ -13,8 +15,6 @@ FUZZ_DIR=$(cd "$(dirname "$0")" && pwd)
 ROOT=$(dirname "$FUZZ_DIR")
 BUILD=${BUILD_DIR:-$ROOT/build-fuzz}
 JOBS=${JOBS:-2}
-TARGETS=(fuzz_date fuzz_logstream fuzz_logrecord fuzz_fullline fuzz_string fuzz_stringcore fuzz_blob fuzz_setup fuzz_translation fuzz_textliteral fuzz_encoding)
-[ $# -gt 0 ] && TARGETS=("$@")
 
 SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer"
 cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -23,6 +23,11 @@ cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DQEL_BUILD_FUZZ=ON -DQEL_BUILD_TESTS=OFF -DQEL_BUILD_TOOLS=OFF -DQEL_BUILD_EXAMPLES=OFF \
   >"$BUILD.configure.log" 2>&1 || { cat "$BUILD.configure.log"; exit 1; }
 cmake --build "$BUILD" -j"$JOBS" --target fuzz_all || exit 1
+if [ $# -gt 0 ]; then
+  TARGETS=("$@")
+else
+  mapfile -t TARGETS <"$BUILD/fuzz/targets.txt"
+fi
 
 # The configuration read at load time comes from the test configuration.
 export QEL_CONFIGURATION_PATH="$ROOT/tests/data/conf/"

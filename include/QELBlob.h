@@ -7,7 +7,9 @@
 // The class invariant, over any blob pointer expression `b`: either the
 // canonical empty blob (size 0, null p, not owned) or any non-null buffer
 // (owned or wrapped, possibly of size 0).
+// clang-format off
 #define QEL_BLOB_INVARIANT(b) ( ( ( ((b)->size==0) && ((b)->p==NULL) && ((b)->isWrap==true) ) || ( ((b)->p!=NULL) ) ) )
+// clang-format on
 
 class QELBlob;
 class QELTBlob;

@@ -88,7 +88,7 @@ QELString getQELI18nLang();
 int getQELLogLevel();
 // $QEL_CONFIGURATION_PATH + "/", else the installation's conf/ directory.
 QELString getQELConfigurationPath();
-// config's home directory as it stands.
+// config's home directory, unchanged.
 QELString getQELInstallationPath();
 
 // --- The path family: setup file value, else a default ---

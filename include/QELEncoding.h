@@ -47,7 +47,7 @@ bool equivalentConverters(QELEncodingConverter* a, QELEncodingConverter* b);
 // Converts s from the locale's charset to UTF-8 (unchanged on failure).
 QELString localeToUtf8(const char* s);
 // Deliberately the very same conversion as localeToUtf8 (locale to UTF-8),
-// not the reverse direction; callers rely on it as it stands.
+// not the reverse direction: callers of this name get exactly that result.
 QELString utf8ToLocale(const char* s);
 
 // UTF-8 to a new wide-character block, released with freeUtf16. Switches

@@ -11,7 +11,9 @@ class QELEncodingConverter;
 
 // The class invariant, over any file pointer expression `f`: the path is a
 // valid string.
+// clang-format off
 #define QEL_FILE_INVARIANT(f) QEL_STRING_INVARIANT(&(f)->path)
+// clang-format on
 
 // getFullLine flags; each switches on one rule of the line reader.
 #define QEL_LINE_BACKSLASH_CONTINUES 0x01 // "\" at the end continues, "\\" -> "\"
@@ -55,7 +57,7 @@ public:
     QELString getFileExtension() const; // name after its last "."; "" without "."
 
     // Disk queries: one stat each, false (or -1) when stat fails. The type
-    // tests look at one mode bit each (a socket is a file; kept).
+    // tests look at one mode bit each (deliberate: a socket is a file).
     bool exists() const;
     bool isFile() const;
     bool isDirectory() const;

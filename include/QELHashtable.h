@@ -7,17 +7,23 @@
 // The table invariant over any hashtable pointer expression `t`: either a
 // bucket array is allocated (table set, table_mask positive), or there is
 // none, the table is empty and table_mask holds a deferred bucket request.
+// clang-format off
 #define QEL_HASHTABLE_INVARIANT(t) ( ( ((t)->size>=0) && ((t)->table!=NULL) && ((t)->table_mask>0) ) || ( ((t)->size==0) && ((t)->table_mask<0) ) )
+// clang-format on
 
 // The condition on a chain element `e` linked into the table `t`: the table
 // holds an item, the element is linked (a chain of one links to itself
 // through previous) and it carries an item.
+// clang-format off
 #define QEL_HASHTABLE_ELEMENT_INVARIANT(t, e) ( ((t)->size>0) && ( ((e)->previous!=NULL) || ((e)->next!=NULL) ) && ((e)->data!=NULL) )
+// clang-format on
 
 // The iterator invariant over any hashtable iterator pointer expression `i`:
 // detached, or on a sound table either in a state code (-1 no item, -2 first
 // item, -3 last item, both not yet located) or on an element of a bucket.
+// clang-format off
 #define QEL_HASHTABLE_ITERATOR_INVARIANT(i) ( ((i)->container==NULL) || ( QEL_HASHTABLE_INVARIANT((i)->hashtable()) && ( ( ((i)->index>=-3) && ((i)->index<=-1) ) || ( ((i)->index>=0) && ((i)->index<=(i)->hashtable()->table_mask) && ((i)->element!=NULL) && QEL_HASHTABLE_ELEMENT_INVARIANT((i)->hashtable(), (i)->element) ) ) ) )
+// clang-format on
 
 // One link of a bucket chain. Chains are null-terminated along next and
 // circular along previous: the head's previous is the chain's last element
@@ -122,7 +128,7 @@ public:
     virtual QELBoolean resize(int buckets);
     // Null when no item matches. Walks the key's bucket backwards from its
     // last element and never tests the head of a chain of two or more
-    // (deliberate, existing behaviour).
+    // (deliberate; the tests pin this result).
     virtual QELContainerItem* findLast(const QELContainerKey* key, QELContainer::Iterator* where = NULL) const;
     // Default: the address truncated to 32 bits.
     virtual unsigned int hashObject(const QELContainerItem* item) const;

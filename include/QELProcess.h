@@ -35,9 +35,10 @@ QELString getCommandLine();
 // The child changes to `directory` first when it is not null. When not
 // `detached`, waits for the child and both pipes' end, stores the raw wait
 // status in `status` (when not null) and drops an unterminated last piece of
-// the error stream. When `detached`, returns at once (the child is not
-// waited for and the parent keeps the read ends of its output pipes open, as
-// the library always did). Returns false only when the fork failed. A child
+// the error stream. When `detached`, returns at once: the child is not waited
+// for, and the parent keeps the read ends of its output pipes open
+// (deliberate: a detached child then never meets a closed pipe when it
+// writes). Returns false only when the fork failed. A child
 // that cannot start its program exits with code 255.
 // Limits: all input is written before any output is read, so a child that
 // writes more output than the pipes hold before it has read all its input

@@ -22,17 +22,23 @@ struct QELRBTreeNode {
 // The tree invariant over any tree pointer expression `t`: empty with the
 // root at the sentinel, or holding items with neither the root nor the first
 // node at the sentinel; the sentinel is black, its own children, itemless.
+// clang-format off
 #define QEL_RBTREE_INVARIANT(t) ( ( ( ((t)->size==0) && ((t)->_root==(t)->sentinel()) ) || ( ((t)->size!=0) && ((t)->_root!=(t)->sentinel()) && ((t)->_first!=(t)->sentinel()) ) ) && !(t)->sentinel()->isRed() && ((t)->sentinel()->left==(t)->sentinel()) && ((t)->sentinel()->right==(t)->sentinel()) && ((t)->sentinel()->data==NULL) )
+// clang-format on
 
 // The node invariant over a node `n` of the tree `t`: the root (parent word
 // 0) or a node that is not red under a red parent; each child is the
 // sentinel or links back to it; the first node has no left child; it holds
 // an item.
+// clang-format off
 #define QEL_RBTREE_NODE_INVARIANT(t, n) ( ( ( ((n)->parent==0) && ((t)->_root==(n)) ) || ( ((n)->parent!=0) && !( (n)->isRed() && (n)->getParent()->isRed() ) ) ) && ( ((n)->left==(t)->sentinel()) || ((n)->left->getParent()==(n)) ) && ( ((n)->right==(t)->sentinel()) || ((n)->right->getParent()==(n)) ) && ( ((n)!=(t)->_first) || ((n)->left==(t)->sentinel()) ) && ((n)->data!=NULL) )
+// clang-format on
 
 // The iterator invariant over a tree iterator pointer expression `i`:
 // detached, or on a sound tree either on no node or on a sound node.
+// clang-format off
 #define QEL_RBTREE_ITERATOR_INVARIANT(i) ( ((i)->container==NULL) || ( QEL_RBTREE_INVARIANT((i)->tree()) && ( ((i)->node==NULL) || QEL_RBTREE_NODE_INVARIANT((i)->tree(), (i)->node) ) ) )
+// clang-format on
 
 // An ordered container of item pointers, a red-black tree ordered by
 // compare2Object (equal items side by side, in address order) and searched

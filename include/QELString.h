@@ -13,7 +13,9 @@
 // Meaningful only while the string is unlocked: the unsigned alloc is
 // compared with the signed len on purpose, so that a locked string's negative
 // len fails it (a -Wsign-compare warning wherever the macro is expanded).
+// clang-format off
 #define QEL_STRING_INVARIANT(s) ( ( ( ((s)->len==0) && ((s)->p[0]=='\0') ) || ( ((s)->len>0) && ((s)->p!=QELString::emptyPtr) ) ) && ( ((s)->alloc==0) || ((s)->alloc>(s)->len) ) )
+// clang-format on
 
 // A NUL-terminated 8-bit (UTF-8 by convention) string in one of three
 // ownership states: shared empty (p == emptyPtr, alloc 0), owning a heap

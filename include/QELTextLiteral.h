@@ -11,14 +11,20 @@
 class QELDOMElement;
 
 // Neither string of a literal is locked.
+// clang-format off
 #define QEL_TEXT_LITERAL_INVARIANT(l) ( ((l)->id.len>=0) && ((l)->text.len>=0) )
+// clang-format on
 
 // A placeholder-free text has no token arrays and a count of 0; a tokenised
 // one has both arrays and a positive count; no number is below -1.
+// clang-format off
 #define QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(l) ( ( ((l)->preprocessedTextTokens==NULL) == ((l)->preprocessedParameterSequenceTokens==NULL) ) && ( ((l)->preprocessedTextTokens==NULL) ? ((l)->parameterCount==0) : ((l)->parameterCount>0) ) && ((l)->maxParameterNumber>=-1) )
+// clang-format on
 
 // The level is one of the log levels 0 ("NONE") to 6 ("DEBUG").
+// clang-format off
 #define QEL_MESSAGE_LITERAL_INVARIANT(l) ( ((l)->level>=0) && ((l)->level<=6) )
+// clang-format on
 
 // One translatable text of the user interface: a fixed id and the current
 // (translated) text. Owns both strings. Collections change the text through

@@ -9,7 +9,9 @@
 #include "QELTextLiteral.h"
 
 // The registry never holds more than 128 collections.
+// clang-format off
 #define QEL_TEXT_LITERALS_COLLECTION_INVARIANT(c) ( ((c)->counOfTextLiteralsCollections>=0) && ((c)->counOfTextLiteralsCollections<=128) )
+// clang-format on
 
 class QELTextLiteralsCollection;
 

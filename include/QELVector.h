@@ -8,11 +8,15 @@
 // The vector invariant over any vector pointer expression `v`: an empty
 // vector has either an allocated array or none at all (array_size 0, or a
 // deferred capacity -n); a non-empty one has an array holding every item.
+// clang-format off
 #define QEL_VECTOR_INVARIANT(v) ( ( ((v)->size==0) && ( ((v)->array_size>0) || ( ((v)->array_size<=0) && ((v)->array==NULL) ) ) ) || ( ((v)->size>0) && ((v)->size<=(v)->array_size) && ((v)->array!=NULL) ) )
+// clang-format on
 
 // The iterator invariant over any vector iterator pointer expression `i`:
 // detached, or on a sound vector at -1 (no item) or at a valid index.
+// clang-format off
 #define QEL_VECTOR_ITERATOR_INVARIANT(i) ( ((i)->container==NULL) || ( QEL_VECTOR_INVARIANT(static_cast<const QELVector*>((i)->container)) && ( ((i)->position==-1) || ( ((i)->position>=0) && ((i)->position<(i)->container->size) ) ) ) )
+// clang-format on
 
 // A growable array of item pointers, usable as a QELContainer or by index.
 // It never owns its items: only the array of pointers is freed. Items sit in

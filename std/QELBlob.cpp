@@ -1,6 +1,7 @@
 // QELBlob: counted byte buffers, their temporaries and concatenation.
 #include "QELBlob.h"
 #include "QELMemory.h"
+#include "QELStartup.h"
 #include "QELVariadicList.h"
 
 #include <cstdarg>
@@ -13,7 +14,7 @@
 QEL_SOURCE_FILE("QELBlob.cpp");
 
 // The canonical empty temporary; it owns nothing and is never changed.
-QELTBlob emptyTBlob;
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELTBlob emptyTBlob;
 
 // --- Internal byte helpers (no invariant checks: the operations do them) ---
 
@@ -100,11 +101,14 @@ static void assignBytes(QELGBlob* b, const char* data, unsigned int n)
 
 // --- Hashing ---
 
+// Each byte (taken as signed) is added to the hash so far times this.
+static const unsigned int HASH_MULTIPLIER = 31;
+
 unsigned int blobHashCode(const char* p, unsigned int n)
 {
     unsigned int h = 0;
     for (unsigned int i = 0; i < n; i++)
-        h = h * 31 + static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(p[i])));
+        h = h * HASH_MULTIPLIER + static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(p[i])));
     return h + n;
 }
 
@@ -112,10 +116,7 @@ unsigned int QELGBlob::hashCode() const
 {
     QEL_OPERATION("unsigned int QELGBlob::hashCode() const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
-    unsigned int h = 0;
-    for (unsigned int i = 0; i < size; i++)
-        h = h * 31 + static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(p[i])));
-    return h + size;
+    return blobHashCode(p, size);
 }
 
 // --- QELGBlob ---
@@ -296,7 +297,7 @@ QELGBlob& QELGBlob::reverse()
             p[j] = c;
         }
     } else {
-        // Deliberate existing behaviour: the new block stays marked as
+        // Deliberate: the new block stays marked as
         // wrapped, so this blob never frees it.
         char* np = static_cast<char*>(qelAllocate(size));
         for (unsigned int i = 0; i < size; i++)
@@ -719,7 +720,7 @@ QELTBlob operator+(const char* s1, const QELTBlob& s2)
 {
     QEL_OPERATION("QELTBlob operator+(const char*, const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
-    // Deliberate existing behaviour: s1 goes after the temporary's bytes.
+    // Deliberate: s1 goes after the temporary's bytes.
     QELTBlob& t = const_cast<QELTBlob&>(s2);
     if (s1 != NULL)
         appendBytes(&t, s1, static_cast<unsigned int>(strlen(s1)));

@@ -19,15 +19,25 @@ static_assert(offsetof(QELDate, fraction) == offsetof(TIMESTAMP_STRUCT, fraction
 static_assert(offsetof(QELDate, minute) - offsetof(QELDate, hour) == offsetof(TIME_STRUCT, minute), "TIME_STRUCT");
 static_assert(offsetof(QELDate, second) - offsetof(QELDate, hour) == offsetof(TIME_STRUCT, second), "TIME_STRUCT");
 
-// Kept exactly as the library has always had it: the November entries (303,
-// 304) are one day short of the calendar (304, 305), so the fallback count of
-// QELmktime_i places November dates one day early.
+// The year that tm_year counts from.
+static const int TM_YEAR_BASE = 1900;
+static const long SECONDS_PER_HOUR = 3600;
+static const long SECONDS_PER_DAY = 86400;
+// The largest fraction a text form sets (its fraction is read as at most
+// three digits).
+static const uint32_t MAX_TEXT_FRACTION = 1000;
+
+// Deliberate: the November entries (303, 304) are one day short of the
+// calendar (304, 305), as the values of this exported table are part of the
+// interface; the fallback count of QELmktime_i therefore places November
+// dates one day early.
 const int32_t month_offset[2][13] = {
     { 0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 303, 334, 365 },
     { 0, 31, 60, 91, 121, 152, 182, 213, 244, 274, 304, 335, 366 },
 };
 
-// Kept with month_offset as the calendar's second table; nothing reads it.
+// Exported with month_offset as the calendar's second table; the library
+// itself does not read it.
 const int32_t dmsize[2][12] = {
     { 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31 },
     { 31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31 },
@@ -155,7 +165,7 @@ QELDate& QELDate::operator=(const QELDate& d)
 // Copies a broken-down time into the date fields, fraction 0.
 static void setFromTm(QELDate* date, const tm* t)
 {
-    date->year = (int16_t)((unsigned)t->tm_year + 1900u); // wraps, without overflow, for huge years
+    date->year = (int16_t)((unsigned)t->tm_year + (unsigned)TM_YEAR_BASE); // wraps, without overflow, for huge years
     date->month = (uint16_t)(t->tm_mon + 1);
     date->day = (uint16_t)t->tm_mday;
     date->hour = (uint16_t)t->tm_hour;
@@ -223,8 +233,8 @@ void QELDate::setDate(const QELString& textIn)
     second = (uint16_t)readDigits(s, 2);
     skipNonDigits(s);
     fraction = readDigits(s, 3);
-    if (fraction > 1000)
-        fraction = 1000;
+    if (fraction > MAX_TEXT_FRACTION)
+        fraction = MAX_TEXT_FRACTION;
 
     if (year == 0 && hour == 0 && month == 0 && day == 0 && minute == 0 && second == 0 && fraction == 0)
         return;
@@ -345,10 +355,10 @@ void QELDate::setDate(long seconds)
         setFromTm(this, &g);
         return;
     }
-    long days = seconds / 86400;
-    long rem = seconds % 86400;
+    long days = seconds / SECONDS_PER_DAY;
+    long rem = seconds % SECONDS_PER_DAY;
     if (rem < 0) {
-        rem += 86400;
+        rem += SECONDS_PER_DAY;
         days--;
     }
     // Days since 0000-03-01 in eras of 400 years (146097 days each).
@@ -362,11 +372,11 @@ void QELDate::setDate(long seconds)
     const long m = mp < 10 ? mp + 3 : mp - 9;                             // [1, 12]
     const long y = yoe + era * 400 + (m <= 2 ? 1 : 0);
     tm g = {};
-    g.tm_year = (int)(y - 1900);
+    g.tm_year = (int)(y - TM_YEAR_BASE);
     g.tm_mon = (int)(m - 1);
     g.tm_mday = (int)d;
-    g.tm_hour = (int)(rem / 3600);
-    g.tm_min = (int)(rem % 3600 / 60);
+    g.tm_hour = (int)(rem / SECONDS_PER_HOUR);
+    g.tm_min = (int)(rem % SECONDS_PER_HOUR / 60);
     g.tm_sec = (int)(rem % 60);
     setFromTm(this, &g);
 }
@@ -387,7 +397,7 @@ QELDate::operator long() const
     if (isNull)
         return -1;
     tm t = {};
-    t.tm_year = year - 1900;
+    t.tm_year = year - TM_YEAR_BASE;
     t.tm_mon = month - 1;
     t.tm_mday = day;
     t.tm_hour = hour;
@@ -446,7 +456,7 @@ long QELmktime_i(tm* t, int local)
             t->tm_isdst = probe.tm_isdst;
         }
         if (t->tm_isdst > 0)
-            result -= 3600;
+            result -= SECONDS_PER_HOUR;
     }
 
     if ((result < 1 && t->tm_year > 70) || (result >= 0 && t->tm_year <= 69)) {

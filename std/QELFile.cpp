@@ -29,20 +29,37 @@ void closeOnExec(std::filebuf& buffer);
 // No previous character in getFullLine.
 const int NO_CHAR = -1;
 
-// Which bytes getFullLine must look at one by one. Index bit 0: the double
-// quote matters (flags 0x04, 0x08, 0x10); bit 1: the backslash matters
-// (0x01, 0x10, 0x20); bit 2: the escape letters matter (0x20). Every other
-// byte is copied in runs.
+// A chunk holds at most this many characters of a physical line (getline
+// into a buffer of CHUNK_BUFFER bytes); a chunk this long may be followed
+// by more of the same line.
+const size_t CHUNK_CHARACTERS = 1023;
+const size_t CHUNK_BUFFER = CHUNK_CHARACTERS + 1;
+
+// Codes below this one are blanks to QEL_LINE_TRIM.
+const unsigned char FIRST_VISIBLE = 33;
+
+// The flags under which the double quote, and a backslash after a
+// backslash, need a rule of their own.
+const int QUOTE_FLAGS = QEL_LINE_QUOTES_CONTINUE | QEL_LINE_TRIPLE_QUOTES | QEL_LINE_ESCAPED_QUOTES;
+const int BACKSLASH_PAIR_FLAGS = QEL_LINE_BACKSLASH_CONTINUES | QEL_LINE_ESCAPED_QUOTES | QEL_LINE_ESCAPES;
+
+// Which bytes getFullLine must look at one by one, indexed by a kind made of
+// these bits (see lineKind). Every other byte is copied in runs.
+const int QUOTE_MATTERS = 1;     // the double quote
+const int BACKSLASH_MATTERS = 2; // the backslash
+const int LETTERS_MATTER = 4;    // the escape letters
+const int LINE_KINDS = 8;
+
 struct LineSpecials {
-    unsigned char table[8][256] = {};
+    unsigned char table[LINE_KINDS][256] = {};
     constexpr LineSpecials()
     {
-        for (int k = 0; k < 8; k++) {
-            if (k & 1)
+        for (int k = 0; k < LINE_KINDS; k++) {
+            if (k & QUOTE_MATTERS)
                 table[k][(unsigned char)'"'] = 1;
-            if (k & 2)
+            if (k & BACKSLASH_MATTERS)
                 table[k][(unsigned char)'\\'] = 1;
-            if (k & 4) {
+            if (k & LETTERS_MATTER) {
                 const char letters[] = "abfnrtv";
                 for (int l = 0; letters[l] != '\0'; l++)
                     table[k][(unsigned char)letters[l]] = 1;
@@ -78,8 +95,8 @@ inline size_t findLineFeed(const char* p, size_t n, bool& nul)
 // How a chunk taken from the stream's buffer ends (see bufferedLine).
 enum ChunkEnd {
     CHUNK_LINE_END,      // its line feed was consumed: the line is complete
-    CHUNK_FULL,          // 1023 characters, and the physical line goes on
-    CHUNK_FULL_LINE_END, // 1023 characters, then the line feed (consumed)
+    CHUNK_FULL,          // CHUNK_CHARACTERS, and the physical line goes on
+    CHUNK_FULL_LINE_END, // CHUNK_CHARACTERS, then the line feed (consumed)
 };
 
 // Takes the next chunk straight from the stream's buffer when the buffer
@@ -99,8 +116,8 @@ inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul, ChunkEn
         return NULL;
     const size_t buffered = (size_t)(end - next);
     size_t available = buffered;
-    if (available > 1023)
-        available = 1023;
+    if (available > CHUNK_CHARACTERS)
+        available = CHUNK_CHARACTERS;
     const size_t feed = findLineFeed(next, available, nul);
     if (feed < available) {
         n = feed;
@@ -108,17 +125,17 @@ inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul, ChunkEn
         StreamBufferAccess::advance(b, (int)n + 1);
         return next;
     }
-    if (buffered < 1024)
+    if (buffered < CHUNK_BUFFER)
         return NULL; // getline would have to read on to know
-    if (memchr(next, '\0', 1023) != NULL)
+    if (memchr(next, '\0', CHUNK_CHARACTERS) != NULL)
         nul = true;
-    n = 1023;
-    if (next[1023] == '\n') {
+    n = CHUNK_CHARACTERS;
+    if (next[CHUNK_CHARACTERS] == '\n') {
         ending = CHUNK_FULL_LINE_END;
-        StreamBufferAccess::advance(b, 1024);
+        StreamBufferAccess::advance(b, (int)CHUNK_BUFFER);
     } else {
         ending = CHUNK_FULL;
-        StreamBufferAccess::advance(b, 1023);
+        StreamBufferAccess::advance(b, (int)CHUNK_CHARACTERS);
     }
     return next;
 }
@@ -136,6 +153,272 @@ inline char escapedControl(unsigned char c)
     default: return 11; // 'v'
     }
 }
+
+// The kind of line getFullLine reads under `flags`: which bytes need a rule.
+inline int lineKind(int flags)
+{
+    return ((flags & QUOTE_FLAGS) ? QUOTE_MATTERS : 0) | ((flags & BACKSLASH_PAIR_FLAGS) ? BACKSLASH_MATTERS : 0)
+        | ((flags & QEL_LINE_ESCAPES) ? LETTERS_MATTER : 0);
+}
+
+// The chunk source of getFullLine: the next chunk of the physical line,
+// taken straight from the stream's buffer when the buffer settles how
+// getline would end it, else read through getline into a buffer of its own.
+// A chunk of exactly CHUNK_CHARACTERS is followed by another, which is empty
+// when the line feed comes right after it.
+class LineChunks {
+public:
+    // Reads go through the stream's current buffer: the file's, unless
+    // setStdOut or setStdErr replaced it.
+    explicit LineChunks(std::iostream& s) : stream(s), input(s.std::basic_ios<char>::rdbuf()) {}
+
+    // Sets src and n to the next chunk; true when it ends its physical line.
+    bool next(const char*& src, size_t& n)
+    {
+        src = chunk;
+        if (emptyChunkDue) {
+            emptyChunkDue = false;
+            n = 0;
+            return true;
+        }
+        ChunkEnd ending = CHUNK_LINE_END;
+        const char* buffered = NULL;
+        if (stream.good() && stream.tie() == NULL && (buffered = bufferedLine(input, n, nul, ending)) != NULL) {
+            src = buffered;
+            emptyChunkDue = ending == CHUNK_FULL_LINE_END;
+            return ending == CHUNK_LINE_END;
+        }
+        return readChunk(n);
+    }
+
+    // End of file, with no empty chunk still owed.
+    bool atEnd() const { return stream.eof() && !emptyChunkDue; }
+
+    // Whether the text may hold a NUL byte (then its length is counted).
+    bool nul = false;
+
+private:
+    // The chunk through getline; true when it ends its physical line.
+    bool readChunk(size_t& n)
+    {
+        nul = true; // not looked for: the length is counted at the end
+        stream.getline(chunk, sizeof chunk, '\n');
+        const size_t got = (size_t)stream.gcount();
+        if (got == 0) {
+            // Nothing came in: end of file, or an earlier failure.
+            stream.clear();
+            stream.get();
+            n = 0;
+            return true;
+        }
+        if (stream.fail()) {
+            // CHUNK_CHARACTERS and the line goes on.
+            stream.clear();
+            n = got;
+            return false;
+        }
+        if (stream.eof()) {
+            // The last line of the file, without line feed.
+            n = got;
+            if (n < CHUNK_CHARACTERS)
+                stream.get();
+            return n < CHUNK_CHARACTERS;
+        }
+        // The line feed was read as well.
+        n = got - 1;
+        emptyChunkDue = n >= CHUNK_CHARACTERS;
+        return n < CHUNK_CHARACTERS;
+    }
+
+    std::iostream& stream;
+    std::streambuf* const input;
+    bool emptyChunkDue = false;
+    char chunk[CHUNK_BUFFER];
+};
+
+// The logical line getFullLine builds, filled in place into the result's
+// block (locked while it is filled), and the state its rules carry from one
+// chunk to the next. Runs of ordinary characters are copied at once.
+class LineBuilder {
+public:
+    LineBuilder(QELString& target, int lineFlags)
+        : result(target), flags(lineFlags), kind(lineKind(lineFlags)), special(lineSpecials.table[kind]),
+          skipping((lineFlags & QEL_LINE_TRIM) != 0)
+    {
+    }
+
+    // Applies the rules to the n characters at src, then drops a carriage
+    // return left at the end.
+    void take(const char* src, size_t n)
+    {
+        reserve(n);
+        size_t i = skipBlanks(src, n);
+        if (kind == 0 && i < n) {
+            appendRun(src + i, n - i); // no character needs a rule
+            i = n;
+        }
+        while (i < n) {
+            size_t j = i;
+            while (j < n && !special[(unsigned char)src[j]])
+                j++;
+            appendRun(src + i, j - i);
+            if (j == n)
+                break;
+            applyRule((unsigned char)src[j]);
+            i = j + 1;
+        }
+        if (prev == '\r') {
+            pos--;
+            prev = pos > 0 ? (unsigned char)out[pos - 1] : NO_CHAR;
+        }
+    }
+
+    // After a chunk that ended its physical line: true when the logical line
+    // goes on (an open quote, or a backslash continuation).
+    bool continues()
+    {
+        if (quoted && (flags & QEL_LINE_QUOTES_CONTINUE)) {
+            out[pos++] = '\n';
+            return true;
+        }
+        if (prev != '\\')
+            return false;
+        if (flags & QEL_LINE_BACKSLASH_CONTINUES) {
+            out[pos - 1] = '\n';
+        } else if (flags & QEL_LINE_BACKSLASH_JOINS) {
+            if (pos >= 2 && out[pos - 2] == '\\')
+                pos -= 2;
+            else
+                out[pos - 1] = '\n';
+        } else {
+            return false;
+        }
+        prev = NO_CHAR;
+        return true;
+    }
+
+    // Drops trailing blanks under QEL_LINE_TRIM and terminates the text;
+    // returns its length. The result stays locked.
+    size_t finish()
+    {
+        if (flags & QEL_LINE_TRIM) {
+            while (pos > 0 && (unsigned char)out[pos - 1] < FIRST_VISIBLE)
+                pos--;
+        }
+        out[pos] = '\0';
+        return pos;
+    }
+
+private:
+    // Room for what is there, n more characters and a terminator (and the
+    // line feed that a quoted continuation may add).
+    void reserve(size_t n)
+    {
+        if (out == NULL) {
+            cap = n + 2;
+            out = (char*)qelAllocate(cap);
+            result.p = out; // the string owned nothing: its block, locked
+            result.alloc = (unsigned)cap;
+            result.len = -1;
+        } else if (pos + n + 2 > cap) {
+            size_t grown = pos + n + 2;
+            if (grown < 2 * cap)
+                grown = 2 * cap;
+            out = (char*)qelReallocate(out, grown);
+            result.p = out;
+            result.alloc = (unsigned)grown;
+            cap = grown;
+        }
+    }
+
+    // Under QEL_LINE_TRIM, the blanks before the first visible character of
+    // the line; returns where the chunk's text starts.
+    size_t skipBlanks(const char* src, size_t n)
+    {
+        size_t i = 0;
+        if (skipping) {
+            while (i < n && (unsigned char)src[i] < FIRST_VISIBLE)
+                i++;
+            if (i < n)
+                skipping = false;
+        }
+        return i;
+    }
+
+    void appendRun(const char* src, size_t n)
+    {
+        if (n == 0)
+            return;
+        memcpy(out + pos, src, n);
+        pos += n;
+        prev = (unsigned char)src[n - 1];
+        run = 0;
+    }
+
+    void applyRule(unsigned char c)
+    {
+        if (c == '"')
+            takeQuote();
+        else if (c == '\\')
+            takeBackslash();
+        else
+            takeEscapeLetter(c);
+    }
+
+    void takeQuote()
+    {
+        run++;
+        if (run == 3 && (flags & QEL_LINE_TRIPLE_QUOTES)) {
+            out[pos++] = '"';
+            prev = NO_CHAR;
+            run = 0;
+        } else if (prev == '\\' && (flags & QEL_LINE_ESCAPED_QUOTES)) {
+            out[pos - 1] = '"';
+            prev = NO_CHAR;
+            run = 0;
+        } else {
+            quoted = !quoted;
+            out[pos++] = '"';
+            prev = '"';
+        }
+    }
+
+    void takeBackslash()
+    {
+        run = 0;
+        if (prev == '\\' && (flags & BACKSLASH_PAIR_FLAGS)) {
+            prev = NO_CHAR; // the pair stands for the one already written
+        } else {
+            out[pos++] = '\\';
+            prev = '\\';
+        }
+    }
+
+    // An escape letter: it matters only under QEL_LINE_ESCAPES.
+    void takeEscapeLetter(unsigned char c)
+    {
+        run = 0;
+        if (prev == '\\') {
+            out[pos - 1] = escapedControl(c);
+            prev = NO_CHAR;
+        } else {
+            out[pos++] = (char)c;
+            prev = c;
+        }
+    }
+
+    QELString& result;
+    const int flags;
+    const int kind;
+    const unsigned char* const special;
+    char* out = NULL; // result.p once the first chunk is in
+    size_t pos = 0;   // characters written
+    size_t cap = 0;   // bytes of the block
+    bool quoted = false;
+    bool skipping;
+    int run = 0;        // double quotes in a row
+    int prev = NO_CHAR; // the last character appended, when it counts
+};
 
 } // namespace
 
@@ -245,7 +528,7 @@ QELString QELFile::getDirectory() const
 }
 
 // A name whose only dot is its first character has an empty file name
-// (kept).
+// (deliberate).
 QELString QELFile::getFileName() const
 {
     QEL_OPERATION("QELString QELFile::getFileName() const");
@@ -277,24 +560,24 @@ bool QELFile::exists() const
     return statPath(path.p, mode, size);
 }
 
-// One bit of the mode, not the whole type field: a socket counts (kept).
+// One bit of the mode, not the whole type field (deliberate: a socket counts).
 bool QELFile::isFile() const
 {
     QEL_OPERATION("bool QELFile::isFile() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     unsigned mode;
     long size;
-    return statPath(path.p, mode, size) && (mode & 0x8000) != 0;
+    return statPath(path.p, mode, size) && (mode & S_IFREG) != 0;
 }
 
-// One bit of the mode: a block device counts (kept).
+// One bit of the mode (deliberate: a block device counts).
 bool QELFile::isDirectory() const
 {
     QEL_OPERATION("bool QELFile::isDirectory() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     unsigned mode;
     long size;
-    return statPath(path.p, mode, size) && (mode & 0x4000) != 0;
+    return statPath(path.p, mode, size) && (mode & S_IFDIR) != 0;
 }
 
 int QELFile::getSize() const
@@ -395,202 +678,30 @@ QELString QELFile::getDataEncoding() const
     return converter->getEncodingName();
 }
 
-// Reads physical lines in chunks of at most 1023 characters and joins them
-// into one logical line as the flags say. The result is filled in place:
-// runs of ordinary characters are copied at once.
+// Reads physical lines in chunks of at most CHUNK_CHARACTERS and joins them
+// into one logical line as the flags say.
 QELString QELFile::getFullLine(int flags)
 {
     QEL_OPERATION("QELString QELFile::getFullLine(int)");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
-    const int kind = ((flags & 0x1C) ? 1 : 0) | ((flags & 0x31) ? 2 : 0) |
-                     ((flags & 0x20) ? 4 : 0);
-    const unsigned char* special = lineSpecials.table[kind];
-
     QELString result;
-    char* out = NULL;   // result.p once the first chunk is in
-    size_t pos = 0;     // characters written
-    size_t cap = 0;     // bytes of the block
-    bool quoted = false;
-    int run = 0;        // double quotes in a row
-    int prev = NO_CHAR; // the last character appended, when it counts
-    bool complete = false;
-    bool skipping = (flags & 0x40) != 0;
-    bool emptyChunkDue = false;
-    bool nul = false; // whether the text may hold a NUL byte
-    ChunkEnd ending = CHUNK_LINE_END;
-    char chunk[1024];
-    // The buffer that reads go through: the file's, unless setStdOut or
-    // setStdErr replaced it.
-    std::streambuf* const input = stream.std::basic_ios<char>::rdbuf();
-
+    LineBuilder line(result, flags);
+    LineChunks chunks(stream);
     for (;;) {
-        // One chunk: at most 1023 characters of the physical line. A chunk
-        // of exactly 1023 characters is followed by another, which is empty
-        // when the line feed comes right after it.
+        const char* src;
         size_t n;
-        const char* src = chunk;
-        if (emptyChunkDue) {
-            emptyChunkDue = false;
-            n = 0;
-            complete = true;
-        } else if (stream.good() && stream.tie() == NULL &&
-                   (src = bufferedLine(input, n, nul, ending)) != NULL) {
-            // The chunk lies in the stream's buffer: it is taken from there
-            // as getline would take it.
-            complete = ending == CHUNK_LINE_END;
-            emptyChunkDue = ending == CHUNK_FULL_LINE_END;
-        } else {
-            src = chunk;
-            nul = true; // not looked for: the length is counted at the end
-            stream.getline(chunk, sizeof chunk, '\n');
-            const size_t got = (size_t)stream.gcount();
-            if (got == 0) {
-                // Nothing came in: end of file, or an earlier failure.
-                stream.clear();
-                stream.get();
-                n = 0;
-                complete = true;
-            } else if (stream.fail()) {
-                // 1023 characters and the line goes on.
-                stream.clear();
-                n = got;
-                complete = false;
-            } else if (stream.eof()) {
-                // The last line of the file, without line feed.
-                n = got;
-                complete = n < sizeof chunk - 1;
-                if (complete)
-                    stream.get();
-            } else {
-                // The line feed was read as well.
-                n = got - 1;
-                complete = n < sizeof chunk - 1;
-                emptyChunkDue = !complete;
-            }
-        }
-
-        // Room for what is there, the chunk and a terminator (and the line
-        // feed that a quoted continuation may add).
-        if (out == NULL) {
-            cap = n + 2;
-            out = (char*)qelAllocate(cap);
-            result.p = out; // the string owned nothing: its block, locked
-            result.alloc = (unsigned)cap;
-            result.len = -1;
-        } else if (pos + n + 2 > cap) {
-            size_t grown = pos + n + 2;
-            if (grown < 2 * cap)
-                grown = 2 * cap;
-            out = (char*)qelReallocate(out, grown);
-            result.p = out;
-            result.alloc = (unsigned)grown;
-            cap = grown;
-        }
-
-        size_t i = 0;
-        if (skipping) {
-            while (i < n && (unsigned char)src[i] < 33)
-                i++;
-            if (i < n)
-                skipping = false;
-        }
-        if (kind == 0 && i < n) {
-            // No character needs a rule: the chunk is one run.
-            memcpy(out + pos, src + i, n - i);
-            pos += n - i;
-            prev = (unsigned char)src[n - 1];
-            run = 0;
-            i = n;
-        }
-        while (i < n) {
-            size_t j = i;
-            while (j < n && !special[(unsigned char)src[j]])
-                j++;
-            if (j > i) {
-                memcpy(out + pos, src + i, j - i);
-                pos += j - i;
-                prev = (unsigned char)src[j - 1];
-                run = 0;
-                i = j;
-                if (i == n)
-                    break;
-            }
-            const unsigned char c = (unsigned char)src[i++];
-            if (c == '"') {
-                run++;
-                if (run == 3 && (flags & 0x08)) {
-                    out[pos++] = '"';
-                    prev = NO_CHAR;
-                    run = 0;
-                } else if (prev == '\\' && (flags & 0x10)) {
-                    out[pos - 1] = '"';
-                    prev = NO_CHAR;
-                    run = 0;
-                } else {
-                    quoted = !quoted;
-                    out[pos++] = '"';
-                    prev = '"';
-                }
-            } else if (c == '\\') {
-                run = 0;
-                if (prev == '\\' && (flags & 0x31)) {
-                    prev = NO_CHAR; // the pair stands for the one already written
-                } else {
-                    out[pos++] = '\\';
-                    prev = '\\';
-                }
-            } else {
-                run = 0; // an escape letter, with 0x20
-                if (prev == '\\') {
-                    out[pos - 1] = escapedControl(c);
-                    prev = NO_CHAR;
-                } else {
-                    out[pos++] = (char)c;
-                    prev = c;
-                }
-            }
-        }
-
-        // A carriage return before the line end goes.
-        if (prev == '\r') {
-            pos--;
-            prev = pos > 0 ? (unsigned char)out[pos - 1] : NO_CHAR;
-        }
-
-        if (complete) {
-            if (quoted && (flags & 0x04)) {
-                out[pos++] = '\n';
-                complete = false;
-            } else if (prev != '\\') {
-                break;
-            } else if (flags & 0x01) {
-                out[pos - 1] = '\n';
-                prev = NO_CHAR;
-                complete = false;
-            } else if (flags & 0x02) {
-                if (pos >= 2 && out[pos - 2] == '\\')
-                    pos -= 2;
-                else
-                    out[pos - 1] = '\n';
-                prev = NO_CHAR;
-                complete = false;
-            } else {
-                break;
-            }
-        }
-        if (stream.eof() && !emptyChunkDue)
+        const bool lineEnded = chunks.next(src, n);
+        line.take(src, n);
+        if (lineEnded && !line.continues())
+            break;
+        if (chunks.atEnd())
             break;
     }
-
-    if (flags & 0x40) {
-        while (pos > 0 && (unsigned char)out[pos - 1] < 33)
-            pos--;
-    }
-    out[pos] = '\0';
-    if (nul) {
+    const size_t length = line.finish();
+    if (chunks.nul) {
         result.unlock(false); // the length up to the first NUL
     } else {
-        result.len = (int)pos; // unlocked, with the length already known
+        result.len = (int)length; // unlocked, with the length already known
         QEL_ASSERT(QEL_STRING_INVARIANT(&result));
     }
     return result;

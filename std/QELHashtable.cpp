@@ -8,8 +8,17 @@
 
 QEL_SOURCE_FILE("QELHashtable.cpp");
 
+// The iterator's state codes (an index below 0): no item, or the first or
+// last item, not yet located (_moveTo locates it on first use).
+static const int NO_ITEM = -1;
+static const int FIRST_ITEM = -2;
+static const int LAST_ITEM = -3;
+
+// Buckets of a table whose constructor was given no positive count.
+static const int DEFAULT_BUCKETS = 1024;
+
 QELHashtable::QELHashtable(int buckets)
-    : _QELContainer(), QELContainer(), table(NULL), table_mask(buckets > 0 ? -buckets : -1024)
+    : _QELContainer(), QELContainer(), table(NULL), table_mask(buckets > 0 ? -buckets : -DEFAULT_BUCKETS)
 {
     QEL_OPERATION("QELHashtable::QELHashtable(int)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
@@ -223,7 +232,7 @@ QELContainerItem* QELHashtable::remove(QELContainer::Iterator* where)
                 it->element = table[pb]->previous;
                 it->index = pb;
             } else {
-                it->index = -1;
+                it->index = NO_ITEM;
             }
         }
     }
@@ -311,12 +320,12 @@ unsigned int QELHashtable::hashKey(const QELContainerKey* key) const
 // ---------------------------------------------------------------- Iterator
 
 QELHashtable::Iterator::Iterator()
-    : QELContainer::Iterator(), element(NULL), index(-1)
+    : QELContainer::Iterator(), element(NULL), index(NO_ITEM)
 {
 }
 
 QELHashtable::Iterator::Iterator(const QELHashtable& t, bool first)
-    : QELContainer::Iterator(&t), element(NULL), index(t.size > 0 ? (first ? -2 : -3) : -1)
+    : QELContainer::Iterator(&t), element(NULL), index(t.size > 0 ? (first ? FIRST_ITEM : LAST_ITEM) : NO_ITEM)
 {
     QEL_OPERATION("QELHashtable::Iterator::Iterator(const QELHashtable&, bool)");
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -336,11 +345,11 @@ QELBoolean QELHashtable::Iterator::_moveTo(int i)
         return true;
     }
     const QELHashtable* t = hashtable();
-    if (i == -1 || t == NULL || t->size == 0) {
-        index = -1;
+    if (i == NO_ITEM || t == NULL || t->size == 0) {
+        index = NO_ITEM;
         return false;
     }
-    if (i == -2) {
+    if (i == FIRST_ITEM) {
         int b = 0;
         while (t->table[b] == NULL)
             b++;
@@ -379,7 +388,7 @@ QELContainerItem* QELHashtable::Iterator::moveToFirst()
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
-    if (!_moveTo(-2))
+    if (!_moveTo(FIRST_ITEM))
         return NULL;
     return const_cast<QELContainerItem*>(element->data);
 }
@@ -390,7 +399,7 @@ QELContainerItem* QELHashtable::Iterator::moveToLast()
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
-    if (!_moveTo(-3))
+    if (!_moveTo(LAST_ITEM))
         return NULL;
     return const_cast<QELContainerItem*>(element->data);
 }
@@ -400,7 +409,7 @@ QELContainerItem* QELHashtable::Iterator::moveTo(QELHashtable& t, bool first)
     QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::moveTo(QELHashtable&, bool)");
     container = &t;
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&t));
-    if (!_moveTo(first ? -2 : -3))
+    if (!_moveTo(first ? FIRST_ITEM : LAST_ITEM))
         return NULL;
     return const_cast<QELContainerItem*>(element->data);
 }
@@ -411,8 +420,8 @@ QELContainerItem* QELHashtable::Iterator::next(int count)
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
-    if (index == -2)
-        _moveTo(-2);
+    if (index == FIRST_ITEM)
+        _moveTo(FIRST_ITEM);
     if (index < 0)
         return NULL;
     const QELHashtable* t = hashtable();
@@ -446,8 +455,8 @@ QELContainerItem* QELHashtable::Iterator::previous(int count)
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
-    if (index == -3)
-        _moveTo(-3);
+    if (index == LAST_ITEM)
+        _moveTo(LAST_ITEM);
     if (index < 0)
         return NULL;
     const QELHashtable* t = hashtable();
@@ -544,7 +553,7 @@ QELBoolean QELHashtable::Iterator::operator==(const Iterator& other) const
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(&other));
     const_cast<Iterator*>(this)->_moveTo(index);
     const_cast<Iterator&>(other)._moveTo(other.index);
-    if (index == -1 || other.index == -1)
+    if (index == NO_ITEM || other.index == NO_ITEM)
         return false;
     return element == other.element;
 }

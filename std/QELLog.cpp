@@ -15,13 +15,14 @@
 #include "QELConfiguration.h"
 #include "QELDate.h"
 #include "QELLogFrame.h"
+#include "QELStartup.h"
 #include "QELText.h"
 #include "QELXmlEscape.h"
 
 QEL_SOURCE_FILE("QELLog.cpp");
 
-QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
-QELString QEL_LOG_EVENT_HEADER_END(" -->");
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog size=");
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QEL_LOG_EVENT_HEADER_END(" -->");
 
 namespace {
 
@@ -343,4 +344,4 @@ QELNullLog::~QELNullLog()
 }
 
 // Built at load time, after the configuration that gives its level.
-QELXmlLog QEL_STDERR(std::cerr);
+QEL_BUILT_AT(QEL_STAGE_LOG_SINKS) QELXmlLog QEL_STDERR(std::cerr);

@@ -5,21 +5,25 @@
 
 QEL_SOURCE_FILE("QELRBTree.cpp");
 
-// Colour changes keep the parent address in the same word.
+// The colour bit in the low bit of a node's parent word (set: red); nodes
+// are aligned, so the address never uses it. Colour changes keep the parent
+// address in the same word.
+static const uintptr_t RED_BIT = 1;
+
 static inline void setRed(QELRBTreeNode* n)
 {
-    n->parent |= 1;
+    n->parent |= RED_BIT;
 }
 
 static inline void setBlack(QELRBTreeNode* n)
 {
-    n->parent &= ~static_cast<uintptr_t>(1);
+    n->parent &= ~RED_BIT;
 }
 
 // Points n at parent p, keeping n's colour bit.
 static inline void setParent(QELRBTreeNode* n, const QELRBTreeNode* p)
 {
-    n->parent = reinterpret_cast<uintptr_t>(p) | (n->parent & 1);
+    n->parent = reinterpret_cast<uintptr_t>(p) | (n->parent & RED_BIT);
 }
 
 static inline QELRBTreeNode* newNode(const QELContainerItem* item, QELRBTreeNode* nil, uintptr_t parent)
@@ -77,7 +81,7 @@ QELRBTreeNode* QELRBTree::_duplicateNode(const QELRBTreeNode* node, const QELRBT
         return targetSentinel;
     QELRBTreeNode* n = qelNew<QELRBTreeNode>();
     n->data = node->data;
-    n->parent = node->parent & 1;
+    n->parent = node->parent & RED_BIT;
     n->left = _duplicateNode(node->left, sourceSentinel, targetSentinel);
     if (n->left != targetSentinel)
         setParent(n->left, n);

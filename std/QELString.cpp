@@ -2,6 +2,7 @@
 // derived substring, case, escape, trim and UTF-16 operations.
 #include "QELString.h"
 #include "QELMemory.h"
+#include "QELStartup.h"
 #include "QELVariadicList.h"
 
 #include <climits>
@@ -24,8 +25,8 @@ QEL_SOURCE_FILE("QELString.cpp");
 static char qelEmptyBuffer[1] = { '\0' };
 char* QELString::emptyPtr = qelEmptyBuffer;
 
-// Built at load time; this file is first in the library's link order.
-QELString emptyString;
+// Built at load time, before every object that may use it.
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString emptyString;
 
 QELString& getEmptyTString()
 {
@@ -122,11 +123,16 @@ QELString::QELString(char c)
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
 }
 
+// Blocks of the number constructors: the longest decimal text of the type
+// ("-2147483648", "-9223372036854775808") and its NUL.
+static const unsigned int INT_TEXT_BLOCK = 12;
+static const unsigned int LONG_TEXT_BLOCK = 21;
+
 QELString::QELString(int v)
 {
     QEL_OPERATION("QELString::QELString(int)");
     wbuf = NULL;
-    alloc = 12;
+    alloc = INT_TEXT_BLOCK;
     p = static_cast<char*>(qelAllocate(alloc));
     len = snprintf(p, alloc, "%d", v);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
@@ -136,7 +142,7 @@ QELString::QELString(long v)
 {
     QEL_OPERATION("QELString::QELString(long int)");
     wbuf = NULL;
-    alloc = 21;
+    alloc = LONG_TEXT_BLOCK;
     p = static_cast<char*>(qelAllocate(alloc));
     len = snprintf(p, alloc, "%ld", v);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
@@ -405,6 +411,10 @@ QELString& QELString::add(const QELString* first, ...)
 // Plain NUL-terminated strings, one exact resize, terminator written once.
 // Lengths are taken once, before anything is written, so an element that
 // points into this string's own block copies the text it had at the call.
+// The lengths of this many list items are kept on the stack; a longer list
+// takes them from the heap.
+static const size_t LOCAL_LIST_LENGTHS = 16;
+
 QELString& QELString::add(const char* const* list)
 {
     QEL_OPERATION("QELString& QELString::add(const char* const*)");
@@ -412,8 +422,8 @@ QELString& QELString::add(const char* const* list)
     size_t count = 0;
     while (list[count] != NULL)
         count++;
-    size_t localLengths[16];
-    size_t* lengths = count <= 16 ? localLengths : static_cast<size_t*>(qelAllocate(count * sizeof(size_t)));
+    size_t localLengths[LOCAL_LIST_LENGTHS];
+    size_t* lengths = count <= LOCAL_LIST_LENGTHS ? localLengths : static_cast<size_t*>(qelAllocate(count * sizeof(size_t)));
     unsigned int total = static_cast<unsigned int>(len);
     for (size_t i = 0; i < count; i++) {
         lengths[i] = strlen(list[i]);

@@ -10,11 +10,12 @@
 #include "QELCompanionLibrary.h"
 #include "QELConfiguration.h"
 #include "QELAssert.h"
+#include "QELStartup.h"
 
 QEL_SOURCE_FILE("QELTextLiteralsCollection.cpp");
 
-QELString QELTextLiteralsCollection::translationsPath;
-QELString QELTextLiteralsCollection::applicationLocale;
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QELTextLiteralsCollection::translationsPath;
+QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QELTextLiteralsCollection::applicationLocale;
 QELTextLiteralsCollection* QELTextLiteralsCollection::textLiteralsCollections[128];
 int32_t QELTextLiteralsCollection::counOfTextLiteralsCollections = 0;
 

@@ -12,6 +12,10 @@ QEL_SOURCE_FILE("QELVector.cpp");
 
 namespace {
 
+// The index that stands for no item: what a search that finds none returns,
+// and the position of an iterator that stands on none.
+const int NO_INDEX = -1;
+
 // The first index of n slots holding this very pointer, or -1. Unrolled by
 // four: identity scans are the vector's hottest search.
 inline int findPointer(const QELContainerItem* const* a, int n, const QELContainerItem* item)
@@ -30,7 +34,7 @@ inline int findPointer(const QELContainerItem* const* a, int n, const QELContain
     for (; i < n; ++i)
         if (a[i] == item)
             return i;
-    return -1;
+    return NO_INDEX;
 }
 
 // Makes room for one more item: A + A/8 + 3 slots from A >= 0, or exactly
@@ -129,7 +133,7 @@ QELBoolean QELVector::add(const QELContainerItem* item, bool unique, QELContaine
     QEL_OPERATION("virtual QELBoolean QELVector::add(const QELContainerItem*, bool, QELContainer::Iterator*)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     int index = addElement(item, unique);
-    if (index == -1) {
+    if (index == NO_INDEX) {
         QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
         return false;
     }
@@ -147,7 +151,7 @@ QELBoolean QELVector::contains(const QELContainerItem* item, QELContainer::Itera
     QEL_OPERATION("virtual QELBoolean QELVector::contains(const QELContainerItem*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     int i = findPointer(array, size, item);
-    if (i == -1) {
+    if (i == NO_INDEX) {
         QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
         return false;
     }
@@ -245,7 +249,7 @@ int QELVector::addElement(const QELContainerItem* item, bool unique)
         for (int i = 0; i < n; ++i) {
             if (compare2Object(a[i], item) == 0) {
                 QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-                return -1;
+                return NO_INDEX;
             }
         }
     }
@@ -289,7 +293,7 @@ int QELVector::findFirstElement(const QELContainerKey* key) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 int QELVector::findLastElement(const QELContainerKey* key) const
@@ -304,7 +308,7 @@ int QELVector::findLastElement(const QELContainerKey* key) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 int QELVector::findNextElement(const QELContainerKey* key, int from) const
@@ -312,7 +316,7 @@ int QELVector::findNextElement(const QELContainerKey* key, int from) const
     QEL_OPERATION("virtual int QELVector::findNextElement(const QELContainerKey*, int) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (from < 0)
-        return -1;
+        return NO_INDEX;
     const int n = size;
     const QELContainerItem* const* a = array;
     for (int i = from + 1; i < n; ++i) {
@@ -322,7 +326,7 @@ int QELVector::findNextElement(const QELContainerKey* key, int from) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
@@ -330,7 +334,7 @@ int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
     QEL_OPERATION("virtual int QELVector::findPreviousElement(const QELContainerKey*, int) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (from >= size || from <= 0)
-        return -1;
+        return NO_INDEX;
     const QELContainerItem* const* a = array;
     for (int i = from - 1; i >= 0; --i) {
         if (compare2Key(a[i], key) == 0) {
@@ -339,7 +343,7 @@ int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
         }
     }
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 QELContainerItem* QELVector::removeElement(int index)
@@ -392,21 +396,21 @@ void QELVector::shrink()
 // QELVector::Iterator
 // ---------------------------------------------------------------------------
 
-QELVector::Iterator::Iterator() : QELContainer::Iterator(), position(-1)
+QELVector::Iterator::Iterator() : QELContainer::Iterator(), position(NO_INDEX)
 {
     QEL_OPERATION("QELVector::Iterator::Iterator()");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
 QELVector::Iterator::Iterator(const QELVector& v, bool first)
-    : QELContainer::Iterator(&v), position(v.size == 0 ? -1 : (first ? 0 : v.size - 1))
+    : QELContainer::Iterator(&v), position(v.size == 0 ? NO_INDEX : (first ? 0 : v.size - 1))
 {
     QEL_OPERATION("QELVector::Iterator::Iterator(const QELVector&, bool)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
 QELVector::Iterator::Iterator(const QELVector& v, int pos)
-    : QELContainer::Iterator(&v), position(pos >= 0 && pos < v.size ? pos : -1)
+    : QELContainer::Iterator(&v), position(pos >= 0 && pos < v.size ? pos : NO_INDEX)
 {
     QEL_OPERATION("QELVector::Iterator::Iterator(const QELVector&, int)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -508,7 +512,7 @@ QELContainerItem* QELVector::Iterator::findFirst(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findFirstElement(key);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -523,7 +527,7 @@ QELContainerItem* QELVector::Iterator::findLast(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findLastElement(key);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -538,7 +542,7 @@ QELContainerItem* QELVector::Iterator::findNext(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findNextElement(key, position);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -553,7 +557,7 @@ QELContainerItem* QELVector::Iterator::findPrevious(const QELContainerKey* key)
         return NULL;
     const QELVector* v = static_cast<const QELVector*>(container);
     int i = v->findPreviousElement(key, position);
-    if (i == -1)
+    if (i == NO_INDEX)
         return NULL;
     position = i;
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
@@ -585,7 +589,7 @@ QELContainerItem* QELVector::Iterator::moveTo(QELVector& v, bool first)
     QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::moveTo(QELVector&, bool)");
     container = &v;
     if (v.size == 0) {
-        position = -1;
+        position = NO_INDEX;
         QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
         return NULL;
     }
@@ -721,7 +725,7 @@ int QELConstVector::addElement(const QELContainerItem*, bool)
 {
     QEL_OPERATION("virtual int QELConstVector::addElement(const QELContainerItem*, bool)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
-    return -1;
+    return NO_INDEX;
 }
 
 QELContainerItem* QELConstVector::removeElement(int)

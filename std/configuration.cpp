@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "QELSetup.h"
+#include "QELStartup.h"
 
 namespace {
 
@@ -131,7 +132,7 @@ QELString directoryValue(QELSetup& setup, const char* key)
 
 } // namespace
 
-QELConfigurationData config;
+QEL_BUILT_AT(QEL_STAGE_CONFIGURATION) QELConfigurationData config;
 
 QELConfigurationData::QELConfigurationData()
 {

@@ -3,6 +3,7 @@
 // conversions.
 #include "QELEncoding.h"
 #include "QELMemory.h"
+#include "QELStartup.h"
 
 #include <clocale>
 #include <cstdlib>
@@ -56,8 +57,8 @@ QELString& QELEncodingConverter::getEncodingName()
 
 // The library-wide converters, built when the library is loaded: UTF-8,
 // and the process's default charset (ICU's default converter).
-static QELEncodingConverter utf8(QELString("utf-8"));
-static QELEncodingConverter locale(QELString(""));
+QEL_BUILT_AT(QEL_STAGE_CONVERTERS) static QELEncodingConverter utf8(QELString("utf-8"));
+QEL_BUILT_AT(QEL_STAGE_CONVERTERS) static QELEncodingConverter locale(QELString(""));
 
 // --- Conversion ---
 

@@ -17,6 +17,8 @@
 #include <vector>
 
 #include "QELConfiguration.h"
+#include "QELLog.h"
+#include "QELTestChild.h"
 
 // --- The loader, as the tests want it ---
 //
@@ -126,58 +128,21 @@ std::vector<std::string> settingFields(const QELConfigurationData& c)
 // child: this executable again, with the environment changed as given
 // (a null value unsets the variable), running one test of the suite
 // DISABLED_InChild, which is skipped in an ordinary run.
-struct Child {
-    int status;
-    std::string output;
+struct Child : ChildRun {
     bool passed() const
     {
         return WIFEXITED(status) && WEXITSTATUS(status) == 0 && output.find("[  PASSED  ] 1 test") != std::string::npos;
     }
 };
 
-Child runChild(const char* test, const std::vector<std::pair<const char*, const char*>>& changes)
+Child runChild(const char* test, const std::vector<EnvironmentChange>& changes)
 {
-    std::string filter = std::string("--gtest_filter=DISABLED_InChild.") + test;
-    std::vector<std::string> names, values;
-    for (const auto& change : changes) {
-        names.push_back(change.first);
-        values.push_back(change.second != nullptr ? change.second : "");
-    }
-    char self[4096];
-    ssize_t selfLength = readlink("/proc/self/exe", self, sizeof self - 1);
-    if (selfLength <= 0)
-        return { -1, "cannot find this executable" };
-    self[selfLength] = '\0';
-    int fds[2];
-    if (pipe(fds) != 0)
-        return { -1, "pipe failed" };
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[1], 1);
-        dup2(fds[1], 2);
-        close(fds[0]);
-        close(fds[1]);
-        for (size_t i = 0; i < changes.size(); i++) {
-            if (changes[i].second != nullptr)
-                setenv(names[i].c_str(), values[i].c_str(), 1);
-            else
-                unsetenv(names[i].c_str());
-        }
-        // The resolved path rather than /proc/self/exe, which a tool such as
-        // valgrind would resolve to itself.
-        execl(self, "test_QELConfiguration", filter.c_str(), "--gtest_also_run_disabled_tests",
-              static_cast<char*>(nullptr));
-        _exit(127); // exec failed: leave without running this process's exit handlers
-    }
-    close(fds[1]);
-    Child child = { -1, std::string() };
-    char buffer[4096];
-    ssize_t n;
-    while ((n = read(fds[0], buffer, sizeof buffer)) > 0)
-        child.output.append(buffer, (size_t)n);
-    close(fds[0]);
-    waitpid(pid, &child.status, 0);
-    return child;
+    std::string self = SelfPath();
+    if (self.empty())
+        return { { -1, "cannot find this executable" } };
+    return { RunChild(self, { "test_QELConfiguration", std::string("--gtest_filter=DISABLED_InChild.") + test,
+                              "--gtest_also_run_disabled_tests" },
+                      changes) };
 }
 
 // Saves `config` and the environment the configuration reads, and puts
@@ -825,6 +790,17 @@ TEST_F(QELConfigurationTest, LoadsFromTheInstallationsConfDirectoryByDefault)
     EXPECT_TRUE(child.passed()) << child.output;
 }
 
+// The standard-error sink is built at load time after the configuration
+// it takes its level from, whatever the order of the library's sources.
+TEST_F(QELConfigurationTest, StandardErrorSinkTakesTheSetupFilesLevelAtLoadTime)
+{
+    writeFile(dir + "/QELSetup.xml", setupXml("<Log><LogLevel>2</LogLevel></Log>"));
+    std::string conf = dir + "/";
+    Child child = runChild("StandardErrorSinkHasTheSetupFilesLevel",
+                           { { "QEL_CONFIGURATION_PATH", conf.c_str() }, { "QEL_LOG_LEVEL", nullptr } });
+    EXPECT_TRUE(child.passed()) << child.output;
+}
+
 TEST_F(QELConfigurationTest, LoadsWhenTheLibraryCannotFindItself)
 {
     Child child = runChild("LoadsWhenTheLibraryCannotFindItself",
@@ -957,6 +933,13 @@ TEST(DISABLED_InChild, LoadsFromTheInstallationsConfDirectory)
     EXPECT_EQ(env("QEL_TEXT_LITERALS_PATH"), "/lit/"); // published while loading
     EXPECT_EQ(getQELLogLevel(), 2);
     EXPECT_EQ(env("QEL_LOG_LEVEL"), "2");
+}
+
+TEST(DISABLED_InChild, StandardErrorSinkHasTheSetupFilesLevel)
+{
+    EXPECT_EQ(QEL_STDERR.logLevel, 2);
+    EXPECT_EQ(str(emptyString), "");
+    EXPECT_EQ(str(QEL_LOG_EVENT_HEADER_START), "<!-- QELLog size=");
 }
 
 TEST(DISABLED_InChild, LoadsWhenTheLibraryCannotFindItself)

@@ -10,31 +10,12 @@
 #include <vector>
 
 #include "QELContainer.h"
+#include "QELContainerTestSupport.h"
 #include "QELHashtable.h"
 #include "QELRBTree.h"
 #include "QELVector.h"
 
 namespace {
-
-// An item that counts the live objects of its kind, proving that no
-// container ever frees one.
-struct Counted {
-    static int alive;
-    int id;
-    explicit Counted(int i) : id(i) { ++alive; }
-    ~Counted() { --alive; }
-};
-int Counted::alive = 0;
-
-const QELContainerItem* asItem(const Counted* c)
-{
-    return reinterpret_cast<const QELContainerItem*>(c);
-}
-
-const QELContainerKey* asKey(const Counted* c)
-{
-    return reinterpret_cast<const QELContainerKey*>(c);
-}
 
 // A container that keeps the default comparisons, to test them directly.
 class AddressContainer : public QELVector {
@@ -84,9 +65,9 @@ TEST(QELContainerTest, BothViewsShareOneCount)
     QELVector v;
     QELContainer& c = v;
     QELArrayInterface& a = v;
-    Counted x(1);
-    a.addElement(asItem(&x));
-    c.add(asItem(&x));
+    Item x(1);
+    a.addElement(I(&x));
+    c.add(I(&x));
     EXPECT_EQ(2, c.size);
     EXPECT_EQ(2, a.size);
     EXPECT_EQ(&static_cast<_QELContainer&>(c), &static_cast<_QELContainer&>(a));
@@ -103,18 +84,18 @@ class ContainerProtocolTest : public ::testing::Test {
 protected:
     typedef typename C::Iterator It;
 
-    std::vector<std::unique_ptr<Counted>> objs;
+    std::vector<std::unique_ptr<Item>> objs;
 
-    void SetUp() override { Counted::alive = 0; }
+    void SetUp() override { Item::alive = 0; }
     void TearDown() override
     {
         objs.clear();
-        EXPECT_EQ(0, Counted::alive);
+        EXPECT_EQ(0, Item::alive);
     }
 
-    Counted* make(int n)
+    Item* make(int n)
     {
-        objs.emplace_back(new Counted(n));
+        objs.emplace_back(new Item(n));
         return objs.back().get();
     }
 
@@ -123,7 +104,7 @@ protected:
     {
         std::vector<const QELContainerItem*> added;
         for (int i = 0; i < n; ++i) {
-            const QELContainerItem* p = asItem(make(i));
+            const QELContainerItem* p = I(make(i));
             EXPECT_TRUE(c.add(p));
             added.push_back(p);
         }
@@ -177,7 +158,7 @@ TYPED_TEST_SUITE(ContainerProtocolTest, ContainerTypes, ContainerNames);
 TYPED_TEST(ContainerProtocolTest, DefaultIteratorHasNoContainerAndMovesNowhere)
 {
     typename TypeParam::Iterator it;
-    Counted k(0);
+    Item k(0);
     EXPECT_EQ(nullptr, it.container);
     EXPECT_EQ(nullptr, it.getContainer());
     EXPECT_EQ(nullptr, *it);
@@ -186,16 +167,16 @@ TYPED_TEST(ContainerProtocolTest, DefaultIteratorHasNoContainerAndMovesNowhere)
     EXPECT_EQ(nullptr, it.moveToLast());
     EXPECT_EQ(nullptr, it.next(1));
     EXPECT_EQ(nullptr, it.previous(1));
-    EXPECT_EQ(nullptr, it.findFirst(asKey(&k)));
-    EXPECT_EQ(nullptr, it.findLast(asKey(&k)));
-    EXPECT_EQ(nullptr, it.findNext(asKey(&k)));
-    EXPECT_EQ(nullptr, it.findPrevious(asKey(&k)));
+    EXPECT_EQ(nullptr, it.findFirst(KeyOf(&k)));
+    EXPECT_EQ(nullptr, it.findLast(KeyOf(&k)));
+    EXPECT_EQ(nullptr, it.findNext(KeyOf(&k)));
+    EXPECT_EQ(nullptr, it.findPrevious(KeyOf(&k)));
 }
 
 TYPED_TEST(ContainerProtocolTest, EmptyContainerGivesNullEverywhere)
 {
     TypeParam c;
-    Counted k(0);
+    Item k(0);
     EXPECT_EQ(0, c.size);
     for (bool first : {true, false}) {
         typename TypeParam::Iterator it(c, first);
@@ -206,12 +187,12 @@ TYPED_TEST(ContainerProtocolTest, EmptyContainerGivesNullEverywhere)
         EXPECT_EQ(nullptr, it.moveToLast());
         EXPECT_EQ(nullptr, it.next(1));
         EXPECT_EQ(nullptr, it.previous(1));
-        EXPECT_EQ(nullptr, it.findFirst(asKey(&k)));
-        EXPECT_EQ(nullptr, it.findLast(asKey(&k)));
+        EXPECT_EQ(nullptr, it.findFirst(KeyOf(&k)));
+        EXPECT_EQ(nullptr, it.findLast(KeyOf(&k)));
         EXPECT_EQ(nullptr, c.remove(&it));
     }
-    EXPECT_EQ(nullptr, c.findFirst(asKey(&k)));
-    EXPECT_FALSE(c.contains(asItem(&k)));
+    EXPECT_EQ(nullptr, c.findFirst(KeyOf(&k)));
+    EXPECT_FALSE(c.contains(I(&k)));
     QELContainer::Iterator* heap = c.newIterator(true);
     EXPECT_EQ(nullptr, heap->get());
     c.deleteIterator(heap);
@@ -296,8 +277,8 @@ TYPED_TEST(ContainerProtocolTest, AddUniqueRefusesEqualItemWithoutChange)
     EXPECT_FALSE(c.add(added[1], true));
     EXPECT_EQ(3, c.size);
     // A distinct object with the same content is a different item.
-    Counted* twin = this->make(1);
-    EXPECT_TRUE(c.add(asItem(twin), true));
+    Item* twin = this->make(1);
+    EXPECT_TRUE(c.add(I(twin), true));
     EXPECT_EQ(4, c.size);
     // Without unique the same item goes in again.
     EXPECT_TRUE(c.add(added[1], false));
@@ -312,7 +293,7 @@ TYPED_TEST(ContainerProtocolTest, AddPointsTheIteratorAtTheNewItem)
     this->fill(c, 10);
     this->fill(a, 2);
     typename TypeParam::Iterator where(a, true);
-    const QELContainerItem* p = asItem(this->make(99));
+    const QELContainerItem* p = I(this->make(99));
     EXPECT_TRUE(c.add(p, false, &where));
     EXPECT_EQ(static_cast<const QELContainer*>(&c), where.getContainer());
     EXPECT_EQ(p, where.get());
@@ -322,9 +303,9 @@ TYPED_TEST(ContainerProtocolTest, ContainsIsIdentityAndPlacesTheIterator)
 {
     TypeParam c;
     std::vector<const QELContainerItem*> added = this->fill(c, 20);
-    Counted* twin = this->make(5);
+    Item* twin = this->make(5);
     typename TypeParam::Iterator where;
-    EXPECT_FALSE(c.contains(asItem(twin), &where));
+    EXPECT_FALSE(c.contains(I(twin), &where));
     EXPECT_EQ(nullptr, where.getContainer());
     for (const QELContainerItem* p : added) {
         EXPECT_TRUE(c.contains(p, &where));
@@ -338,8 +319,8 @@ TYPED_TEST(ContainerProtocolTest, FindFirstWithAnItemKeyFindsThatVeryItem)
 {
     TypeParam c;
     std::vector<const QELContainerItem*> added = this->fill(c, 20);
-    Counted* twin = this->make(5);
-    EXPECT_EQ(nullptr, c.findFirst(asKey(twin)));
+    Item* twin = this->make(5);
+    EXPECT_EQ(nullptr, c.findFirst(KeyOf(twin)));
     typename TypeParam::Iterator where;
     for (const QELContainerItem* p : added) {
         EXPECT_EQ(p, c.findFirst(reinterpret_cast<const QELContainerKey*>(p), &where));
@@ -351,7 +332,7 @@ TYPED_TEST(ContainerProtocolTest, IteratorFindsMoveOrLeaveTheIteratorAlone)
 {
     TypeParam c;
     std::vector<const QELContainerItem*> added = this->fill(c, 20);
-    Counted* absent = this->make(77);
+    Item* absent = this->make(77);
     typename TypeParam::Iterator it(c, true);
     for (const QELContainerItem* p : added) {
         const QELContainerKey* key = reinterpret_cast<const QELContainerKey*>(p);
@@ -365,8 +346,8 @@ TYPED_TEST(ContainerProtocolTest, IteratorFindsMoveOrLeaveTheIteratorAlone)
     // findLast is left to the single-item test below: the hashtable's never
     // tests the head of a bucket chain of two or more (its own oddity).
     const QELContainerItem* before = it.get();
-    EXPECT_EQ(nullptr, it.findFirst(asKey(absent)));
-    EXPECT_EQ(nullptr, it.findLast(asKey(absent)));
+    EXPECT_EQ(nullptr, it.findFirst(KeyOf(absent)));
+    EXPECT_EQ(nullptr, it.findLast(KeyOf(absent)));
     EXPECT_EQ(before, it.get());
 }
 
@@ -374,12 +355,12 @@ TYPED_TEST(ContainerProtocolTest, FindLastFindsASingleItem)
 {
     TypeParam c;
     std::vector<const QELContainerItem*> added = this->fill(c, 1);
-    Counted* absent = this->make(77);
+    Item* absent = this->make(77);
     const QELContainerKey* key = reinterpret_cast<const QELContainerKey*>(added[0]);
     typename TypeParam::Iterator it(c, true);
     EXPECT_EQ(added[0], it.findLast(key));
     EXPECT_EQ(added[0], it.get());
-    EXPECT_EQ(nullptr, it.findLast(asKey(absent)));
+    EXPECT_EQ(nullptr, it.findLast(KeyOf(absent)));
     EXPECT_EQ(added[0], it.get());
 }
 
@@ -440,7 +421,7 @@ TYPED_TEST(ContainerProtocolTest, RemoveThroughIteratorUntilEmpty)
     }
     EXPECT_EQ(this->sorted(added), this->sorted(removed));
     EXPECT_EQ(nullptr, c.remove(&it));
-    EXPECT_EQ(30, Counted::alive);
+    EXPECT_EQ(30, Item::alive);
 }
 
 TYPED_TEST(ContainerProtocolTest, EmptyDropsItemsWithoutFreeingThem)
@@ -450,7 +431,7 @@ TYPED_TEST(ContainerProtocolTest, EmptyDropsItemsWithoutFreeingThem)
     EXPECT_TRUE(c.empty());
     EXPECT_EQ(0, c.size);
     EXPECT_TRUE(this->forward(c).empty());
-    EXPECT_EQ(25, Counted::alive);
+    EXPECT_EQ(25, Item::alive);
     EXPECT_TRUE(c.empty());
     // Usable again afterwards.
     this->fill(c, 3);
@@ -465,7 +446,7 @@ TYPED_TEST(ContainerProtocolTest, DeletingTheContainerLeavesItemsAlive)
         QELContainer* base = c;
         delete base;
     }
-    EXPECT_EQ(25, Counted::alive);
+    EXPECT_EQ(25, Item::alive);
     {
         TypeParam c;
         this->fill(c, 10);
@@ -473,7 +454,7 @@ TYPED_TEST(ContainerProtocolTest, DeletingTheContainerLeavesItemsAlive)
         EXPECT_EQ(10, copy.size);
         EXPECT_EQ(this->sorted(this->forward(c)), this->sorted(this->forward(copy)));
     }
-    EXPECT_EQ(35, Counted::alive);
+    EXPECT_EQ(35, Item::alive);
 }
 
 TYPED_TEST(ContainerProtocolTest, MoveToReattachesLikeTheConstructor)
@@ -522,7 +503,7 @@ TYPED_TEST(ContainerProtocolTest, GenericUseThroughTheAbstractInterfaces)
     QELContainer& c = concrete;
     std::vector<const QELContainerItem*> added;
     for (int i = 0; i < 15; ++i) {
-        added.push_back(asItem(this->make(i)));
+        added.push_back(I(this->make(i)));
         EXPECT_TRUE(c.add(added.back(), true));
     }
     EXPECT_FALSE(c.add(added[0], true));
@@ -537,5 +518,5 @@ TYPED_TEST(ContainerProtocolTest, GenericUseThroughTheAbstractInterfaces)
     EXPECT_EQ(14, c.size);
     c.deleteIterator(it);
     EXPECT_TRUE(c.empty());
-    EXPECT_EQ(15, Counted::alive);
+    EXPECT_EQ(15, Item::alive);
 }

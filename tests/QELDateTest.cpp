@@ -98,8 +98,8 @@ void expectFields(const QELDate& d, const Fields& f)
 }
 
 // What QELmktime_i computes itself for a broken-down UTC time: the calendar
-// value, except that the kept month_offset table counts November from one
-// day early.
+// value, except that the exported month_offset table counts November from
+// one day early.
 long fallbackSeconds(const tm& t)
 {
     tm u = t;
@@ -139,7 +139,7 @@ TEST_F(QELDateTest, MonthOffsetTablesCountDaysBeforeEachMonth)
         EXPECT_EQ(dmsize[0][m], days[m]) << m;
         EXPECT_EQ(dmsize[1][m], m == 1 ? 29 : days[m]) << m;
     }
-    // The kept month_offset table puts November one day early (303 and 304
+    // The exported month_offset table puts November one day early (303 and 304
     // instead of 304 and 305); every other entry is the sum of dmsize.
     for (int row = 0; row < 2; row++)
         for (int m = 0; m < 12; m++)
@@ -451,7 +451,7 @@ TEST_F(QELDateTest, ConversionToSecondsIsExactInUtc)
 TEST_F(QELDateTest, ConversionToSecondsReadsTheFieldsAsLocalTimeAfter1970)
 {
     // The system mktime reads local time first: the round trip is exact
-    // only in a UTC zone (kept as the class behaves).
+    // only in a UTC zone (deliberate: the fields are read as local time).
     setZone("EST5EDT,M3.2.0,M11.1.0");
     QELDate winter(TIMESTAMP_STRUCT{ 2006, 1, 15, 12, 0, 0, 0 });
     EXPECT_EQ((long)winter, 1137326400L + 5 * 3600);
@@ -470,7 +470,7 @@ TEST_F(QELDateTest, RandomSecondsRoundTripThroughTheDate)
         long s = dist(rng);
         QELDate d(s);
         ASSERT_FALSE(d.isNull) << s;
-        // Before 1970 the value is counted with the kept month_offset table.
+        // Before 1970 the value is counted with the month_offset table.
         long expected = (s < 0 && d.month == 11) ? s - 86400 : s;
         ASSERT_EQ((long)d, expected) << s << " " << d.chars();
     }
@@ -826,7 +826,7 @@ TEST_F(QELDateTest, MktimeFallbackMatchesTimegmFrom1901To2038)
 
 TEST_F(QELDateTest, MktimeFallbackCountsNovemberOneDayEarly)
 {
-    // Before 1970 the count uses the kept month_offset table.
+    // Before 1970 the count uses the month_offset table.
     tm t = makeTm(1960, 11, 15, 12, 0, 0);
     tm u = t;
     EXPECT_EQ(QELmktime_i(&t, 0), (long)timegm(&u) - 86400);

@@ -19,6 +19,7 @@
 
 #include "QELConfiguration.h"
 #include "QELFile.h"
+#include "QELFullLineModel.h"
 #include "QELInvariants.h"
 
 namespace {
@@ -574,7 +575,7 @@ struct ModelStream {
             fail = true;
             return chunk;
         }
-        while (chunk.size() < 1023 && at < data.size() && data[at] != '\n')
+        while (chunk.size() < FullLineModel::FULL_CHUNK && at < data.size() && data[at] != '\n')
             chunk += data[at++];
         if (at == data.size())
             eof = true;
@@ -601,12 +602,11 @@ struct ModelStream {
 
 std::string modelFullLine(ModelStream& st, int flags)
 {
-    std::string out;
-    bool quoted = false, complete = false, skip = (flags & 0x40) != 0;
-    int run = 0, prev = -1;
+    FullLineModel model(flags);
     for (;;) {
         std::string chunk = st.getChunk();
-        if (chunk.size() < 1023) {
+        const bool lineEnded = chunk.size() < FullLineModel::FULL_CHUNK;
+        if (lineEnded) {
             if (st.gcount == 0 && st.fail) {
                 st.clear();
                 st.getChar();
@@ -614,84 +614,12 @@ std::string modelFullLine(ModelStream& st, int flags)
             } else {
                 st.getChar();
             }
-            complete = true;
         }
-        for (unsigned char c : chunk) {
-            if (skip) {
-                if (c < 33)
-                    continue;
-                skip = false;
-            }
-            if (c == '"') {
-                run++;
-                if (run == 3 && (flags & 0x08)) {
-                    out += '"';
-                    prev = -1;
-                    run = 0;
-                } else if (prev == '\\' && (flags & 0x10)) {
-                    out.back() = '"';
-                    prev = -1;
-                    run = 0;
-                } else {
-                    quoted = !quoted;
-                    out += '"';
-                    prev = '"';
-                }
-            } else if (c == '\\') {
-                run = 0;
-                if (prev == '\\' && (flags & (0x01 | 0x10 | 0x20))) {
-                    prev = -1;
-                } else {
-                    out += '\\';
-                    prev = '\\';
-                }
-            } else if (c != 0 && strchr("abfnrtv", c)) {
-                run = 0;
-                if (prev == '\\' && (flags & 0x20)) {
-                    out.back() = "\a\b\f\n\r\t\v"[strchr("abfnrtv", c) - "abfnrtv"];
-                    prev = -1;
-                } else {
-                    out += (char)c;
-                    prev = c;
-                }
-            } else {
-                out += (char)c;
-                prev = c;
-                run = 0;
-            }
-        }
-        if (prev == '\r') {
-            out.pop_back();
-            prev = out.empty() ? -1 : (unsigned char)out.back();
-        }
-        if (complete) {
-            if (quoted && (flags & 0x04)) {
-                out += '\n';
-                complete = false;
-            } else if (prev != '\\') {
-                break;
-            } else if (flags & 0x01) {
-                out.back() = '\n';
-                prev = -1;
-                complete = false;
-            } else if (flags & 0x02) {
-                if (out.size() >= 2 && out[out.size() - 2] == '\\')
-                    out.resize(out.size() - 2);
-                else
-                    out.back() = '\n';
-                prev = -1;
-                complete = false;
-            } else {
-                break;
-            }
-        }
-        if (st.eof)
+        model.take(chunk.data(), chunk.size());
+        if (model.ends(lineEnded) || st.eof)
             break;
     }
-    if (flags & 0x40)
-        while (!out.empty() && (unsigned char)out.back() < 33)
-            out.pop_back();
-    return out.substr(0, strlen(out.c_str()));
+    return model.result();
 }
 
 // Random content rich in the characters the rules care about, with lines

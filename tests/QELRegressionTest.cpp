@@ -1,5 +1,5 @@
 // QELRegression: inputs that the fuzz targets (fuzz/) found to break the
-// library, each kept as a test once fixed.
+// library, each pinned by a test once fixed.
 #include <unistd.h>
 
 #include <cstdlib>

@@ -14,23 +14,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "QELContainerTestSupport.h"
 #include "QELSimpleHashtable.h"
 
 namespace {
 
-// A value that counts its lives, to prove that no table frees one.
-struct Value {
-    int n;
-    static int alive;
-    explicit Value(int v = 0) : n(v) { ++alive; }
-    Value(const Value& o) : n(o.n) { ++alive; }
-    ~Value() { --alive; }
-};
-int Value::alive = 0;
-
 const QELContainerKey* SK(const QELString& s) { return reinterpret_cast<const QELContainerKey*>(&s); }
 const QELContainerKey* LK(const long* k) { return reinterpret_cast<const QELContainerKey*>(k); }
-Value* V(QELContainerItem* p) { return reinterpret_cast<Value*>(p); }
 
 const char* const kTableInvariant =
     "( ( ((this)->size>=0) && ((this)->table!=__null) && ((this)->table_mask>0) ) || "
@@ -73,7 +63,7 @@ std::string Upper(const std::string& s)
 
 TEST(QELSimpleHashtableTest, NodesHandOutTheirKeyFields)
 {
-    Value v;
+    Item v;
     QELSimpleStringHashtableNode s(QELString("abc"), &v);
     QELSimpleLongHashtableNode l(-42, &v);
     QELSimpleHashtableNode& base = s;
@@ -88,7 +78,7 @@ TEST(QELSimpleHashtableTest, NodesHandOutTheirKeyFields)
 
 TEST(QELSimpleHashtableTest, CreatedStringNodeKeepsItsTextInItsOwnBlock)
 {
-    Value v;
+    Item v;
     QELString k("a key of some length");
     QELSimpleStringHashtableNode* n = QELSimpleStringHashtableNode::create(k, &v);
     EXPECT_STREQ(k.p, n->key.p);
@@ -108,14 +98,14 @@ TEST(QELSimpleHashtableTest, CreatedStringNodeKeepsItsTextInItsOwnBlock)
 
 TEST(QELSimpleHashtableTest, KeyedAddCopiesTheKey)
 {
-    Value v;
+    Item v;
     QELSimpleStringHashtable t;
     {
         QELString k("transient");
         t.add(k, &v);
         k.toUpper();
     }
-    EXPECT_EQ(&v, V(t.findFirst(SK(QELString("transient")))));
+    EXPECT_EQ(&v, MutableItemOf(t.findFirst(SK(QELString("transient")))));
     QELSimpleHashtable::Iterator it(t);
     EXPECT_STREQ("transient", static_cast<const QELString*>(it.getKey())->p);
 }
@@ -124,57 +114,57 @@ TEST(QELSimpleHashtableTest, KeyedAddCopiesTheKey)
 
 TEST(QELSimpleHashtableTest, SecondAddOfAKeyFailsWithoutReplace)
 {
-    Value a(1), b(2);
+    Item a(1), b(2);
     QELSimpleStringHashtable t;
     EXPECT_FALSE(t.replace);
     EXPECT_FALSE(t.ignoreCase);
     EXPECT_TRUE(t.add(QELString("key"), &a));
     EXPECT_FALSE(t.add(QELString("key"), &b));
     EXPECT_EQ(1, t.size);
-    EXPECT_EQ(&a, V(t.findFirst(SK(QELString("key")))));
+    EXPECT_EQ(&a, MutableItemOf(t.findFirst(SK(QELString("key")))));
 }
 
 TEST(QELSimpleHashtableTest, SecondAddOfAKeyReplacesWithReplace)
 {
-    Value a(1), b(2);
+    Item a(1), b(2);
     QELSimpleStringHashtable t(false, true);
     EXPECT_TRUE(t.replace);
     EXPECT_TRUE(t.add(QELString("key"), &a));
     EXPECT_TRUE(t.add(QELString("key"), &b));
     EXPECT_EQ(1, t.size);
-    EXPECT_EQ(&b, V(t.findFirst(SK(QELString("key")))));
-    EXPECT_EQ(&b, V(t.findLast(SK(QELString("key")))));
+    EXPECT_EQ(&b, MutableItemOf(t.findFirst(SK(QELString("key")))));
+    EXPECT_EQ(&b, MutableItemOf(t.findLast(SK(QELString("key")))));
 }
 
 TEST(QELSimpleHashtableTest, LongTableReplaceRules)
 {
-    Value a(1), b(2);
+    Item a(1), b(2);
     QELSimpleLongHashtable keep, repl(true);
     EXPECT_TRUE(keep.add(7L, &a));
     EXPECT_FALSE(keep.add(7L, &b));
     EXPECT_TRUE(repl.add(7L, &a));
     EXPECT_TRUE(repl.add(7L, &b));
     long k = 7;
-    EXPECT_EQ(&a, V(keep.findFirst(LK(&k))));
-    EXPECT_EQ(&b, V(repl.findFirst(LK(&k))));
+    EXPECT_EQ(&a, MutableItemOf(keep.findFirst(LK(&k))));
+    EXPECT_EQ(&b, MutableItemOf(repl.findFirst(LK(&k))));
     EXPECT_EQ(1, keep.size);
     EXPECT_EQ(1, repl.size);
 }
 
 TEST(QELSimpleHashtableTest, CaseInsensitiveTableMatchesAnyCase)
 {
-    Value a(1), b(2);
+    Item a(1), b(2);
     QELSimpleStringHashtable t(true);
     EXPECT_TRUE(t.ignoreCase);
     EXPECT_TRUE(t.add(QELString("HELLO"), &a));
-    EXPECT_EQ(&a, V(t.findFirst(SK(QELString("hElLo")))));
+    EXPECT_EQ(&a, MutableItemOf(t.findFirst(SK(QELString("hElLo")))));
     EXPECT_FALSE(t.add(QELString("hello"), &b));
     EXPECT_EQ(1, t.size);
     QELSimpleStringHashtable r(true, true);
     r.add(QELString("HELLO"), &a);
     EXPECT_TRUE(r.add(QELString("hello"), &b));
     EXPECT_EQ(1, r.size);
-    EXPECT_EQ(&b, V(r.findFirst(SK(QELString("Hello")))));
+    EXPECT_EQ(&b, MutableItemOf(r.findFirst(SK(QELString("Hello")))));
     // The stored key keeps the spelling of the first add.
     QELSimpleHashtable::Iterator it(r);
     EXPECT_STREQ("HELLO", static_cast<const QELString*>(it.getKey())->p);
@@ -182,20 +172,20 @@ TEST(QELSimpleHashtableTest, CaseInsensitiveTableMatchesAnyCase)
 
 TEST(QELSimpleHashtableTest, CaseSensitiveTableKeepsSpellingsApart)
 {
-    Value a(1), b(2);
+    Item a(1), b(2);
     QELSimpleStringHashtable t;
     EXPECT_TRUE(t.add(QELString("HELLO"), &a));
     EXPECT_TRUE(t.add(QELString("hello"), &b));
     EXPECT_EQ(2, t.size);
-    EXPECT_EQ(&a, V(t.findFirst(SK(QELString("HELLO")))));
-    EXPECT_EQ(&b, V(t.findFirst(SK(QELString("hello")))));
+    EXPECT_EQ(&a, MutableItemOf(t.findFirst(SK(QELString("HELLO")))));
+    EXPECT_EQ(&b, MutableItemOf(t.findFirst(SK(QELString("hello")))));
     EXPECT_EQ(NULL, t.findFirst(SK(QELString("Hello"))));
 }
 
 TEST(QELSimpleHashtableTest, CaseInsensitiveHashIsThatOfTheUpperCasedKey)
 {
     QELSimpleStringHashtable t(true), s(false);
-    Value v;
+    Item v;
     const char* words[] = {"", "a", "MiXeD", "already UPPER", "with-digits 123", "\xc3\xa9t\xc3\xa9"};
     for (const char* w : words) {
         SCOPED_TRACE(w);
@@ -214,7 +204,7 @@ TEST(QELSimpleHashtableTest, CaseInsensitiveHashIsThatOfTheUpperCasedKey)
 
 TEST(QELSimpleHashtableTest, StringComparisons)
 {
-    Value v;
+    Item v;
     QELSimpleStringHashtableNode a(QELString("abc"), &v), b(QELString("ABD"), &v);
     QELSimpleStringHashtable cs, ci(true);
     const QELContainerItem* ia = QELSimpleHashtable::itemOf(&a);
@@ -228,7 +218,7 @@ TEST(QELSimpleHashtableTest, StringComparisons)
 
 TEST(QELSimpleHashtableTest, LongComparisonsAreSigns)
 {
-    Value v;
+    Item v;
     QELSimpleLongHashtable t;
     QELSimpleLongHashtableNode lo(-5000000000L, &v), hi(4000000000L, &v), z(0, &v);
     const QELContainerItem* il = QELSimpleHashtable::itemOf(&lo);
@@ -247,7 +237,7 @@ TEST(QELSimpleHashtableTest, LongComparisonsAreSigns)
 
 TEST(QELSimpleHashtableTest, LongKeysFillBucketsOfTheSameNumber)
 {
-    std::vector<Value> values(10);
+    std::vector<Item> values(10);
     QELSimpleLongHashtable t(false, 16);
     for (long k = 0; k < 10; k++)
         EXPECT_TRUE(t.add(k, &values[k]));
@@ -256,7 +246,7 @@ TEST(QELSimpleHashtableTest, LongKeysFillBucketsOfTheSameNumber)
         ASSERT_NE(nullptr, t.table[k]);
         EXPECT_EQ(k, static_cast<const QELSimpleLongHashtableNode*>(QELSimpleHashtable::nodeOf(t.table[k]->data))->key);
         QELSimpleHashtable::Iterator it;
-        EXPECT_EQ(&values[k], V(t.findFirst(LK(&k), &it)));
+        EXPECT_EQ(&values[k], MutableItemOf(t.findFirst(LK(&k), &it)));
         EXPECT_EQ(k, it.index);
     }
     for (int b = 10; b < 16; b++)
@@ -265,14 +255,14 @@ TEST(QELSimpleHashtableTest, LongKeysFillBucketsOfTheSameNumber)
 
 TEST(QELSimpleHashtableTest, KeysThatShareLow32BitsStayDistinct)
 {
-    Value a(1), b(2);
+    Item a(1), b(2);
     QELSimpleLongHashtable t(false, 8);
     long k1 = 5, k2 = (1L << 32) + 5;
     EXPECT_TRUE(t.add(k1, &a));
     EXPECT_TRUE(t.add(k2, &b));
     EXPECT_EQ(2, t.size);
-    EXPECT_EQ(&a, V(t.findFirst(LK(&k1))));
-    EXPECT_EQ(&b, V(t.findFirst(LK(&k2))));
+    EXPECT_EQ(&a, MutableItemOf(t.findFirst(LK(&k1))));
+    EXPECT_EQ(&b, MutableItemOf(t.findFirst(LK(&k2))));
 }
 
 TEST(QELSimpleHashtableTest, MissingKeysGiveNull)
@@ -283,7 +273,7 @@ TEST(QELSimpleHashtableTest, MissingKeysGiveNull)
     EXPECT_EQ(NULL, s.findFirst(SK(QELString("x"))));
     EXPECT_EQ(NULL, s.findLast(SK(QELString("x"))));
     EXPECT_EQ(NULL, l.findFirst(LK(&k)));
-    Value v;
+    Item v;
     s.add(QELString("y"), &v);
     l.add(2L, &v);
     EXPECT_EQ(NULL, s.findFirst(SK(QELString("x"))));
@@ -292,59 +282,59 @@ TEST(QELSimpleHashtableTest, MissingKeysGiveNull)
 
 TEST(QELSimpleHashtableTest, EmptyStringKeyIsAKeyLikeAnyOther)
 {
-    Value v;
+    Item v;
     QELSimpleStringHashtable t;
     EXPECT_TRUE(t.add(QELString(""), &v));
-    EXPECT_EQ(&v, V(t.findFirst(SK(QELString()))));
+    EXPECT_EQ(&v, MutableItemOf(t.findFirst(SK(QELString()))));
 }
 
 // ------------------------------------------------------------ Removal
 
 TEST(QELSimpleHashtableTest, RemoveReturnsTheValueWhichStaysAlive)
 {
-    int before = Value::alive;
-    Value* a = new Value(1);
-    Value* b = new Value(2);
+    int before = Item::alive;
+    Item* a = new Item(1);
+    Item* b = new Item(2);
     {
         QELSimpleStringHashtable t;
         t.add(QELString("a"), a);
         t.add(QELString("b"), b);
         QELSimpleHashtable::Iterator it;
-        EXPECT_EQ(a, V(t.findFirst(SK(QELString("a")), &it)));
-        EXPECT_EQ(a, V(t.remove(&it)));
+        EXPECT_EQ(a, MutableItemOf(t.findFirst(SK(QELString("a")), &it)));
+        EXPECT_EQ(a, MutableItemOf(t.remove(&it)));
         EXPECT_EQ(1, t.size);
-        EXPECT_EQ(1, a->n);
-        EXPECT_EQ(b, V(it.get()));
-        EXPECT_EQ(b, V(t.remove(&it)));
+        EXPECT_EQ(1, a->key);
+        EXPECT_EQ(b, MutableItemOf(it.get()));
+        EXPECT_EQ(b, MutableItemOf(t.remove(&it)));
         EXPECT_EQ(-1, it.index);
         EXPECT_EQ(NULL, t.remove(&it));
         t.add(QELString("a"), a);
         t.add(QELString("b"), b);
     }
     // Destruction deleted the nodes, not the values.
-    EXPECT_EQ(before + 2, Value::alive);
+    EXPECT_EQ(before + 2, Item::alive);
     delete a;
     delete b;
-    EXPECT_EQ(before, Value::alive);
+    EXPECT_EQ(before, Item::alive);
 }
 
 TEST(QELSimpleHashtableTest, RemoveOfNullValueMovesIteratorCorrectly)
 {
     // A null value must not be taken for the end of the table.
     QELSimpleLongHashtable t(false, 4);
-    Value v;
+    Item v;
     t.add(1L, NULL);
     t.add(2L, &v);
     QELSimpleHashtable::Iterator it(t, true);
     EXPECT_EQ(NULL, t.remove(&it));
     EXPECT_EQ(1, t.size);
     EXPECT_EQ(2L, *static_cast<const long*>(it.getKey()));
-    EXPECT_EQ(&v, V(it.get()));
+    EXPECT_EQ(&v, MutableItemOf(it.get()));
 }
 
 TEST(QELSimpleHashtableTest, RemoveThroughForeignIteratorGivesNull)
 {
-    Value v;
+    Item v;
     QELSimpleLongHashtable a, b;
     a.add(1L, &v);
     b.add(1L, &v);
@@ -357,15 +347,15 @@ TEST(QELSimpleHashtableTest, RemoveThroughForeignIteratorGivesNull)
 
 TEST(QELSimpleHashtableTest, EmptyForgetsEntriesAndKeepsValues)
 {
-    int before = Value::alive;
-    std::vector<Value> values(5);
+    int before = Item::alive;
+    std::vector<Item> values(5);
     QELSimpleStringHashtable t(false, false, 8);
     for (int i = 0; i < 5; i++)
         t.add(QELString(i), &values[i]);
     EXPECT_TRUE(t.empty());
     EXPECT_EQ(0, t.size);
     EXPECT_EQ(-8, t.table_mask);
-    EXPECT_EQ(before + 5, Value::alive);
+    EXPECT_EQ(before + 5, Item::alive);
     EXPECT_TRUE(t.add(QELString(1), &values[1]));
     EXPECT_EQ(8, t.table_mask + 1);
 }
@@ -375,33 +365,33 @@ TEST(QELSimpleHashtableTest, EmptyForgetsEntriesAndKeepsValues)
 TEST(QELSimpleHashtableIteratorTest, EveryMoveHandsOutValues)
 {
     // Keys 1, 5 share bucket 1 of 4 (5 at the head); key 2 in bucket 2.
-    Value v1(1), v5(5), v2(2);
+    Item v1(1), v5(5), v2(2);
     QELSimpleLongHashtable t(false, 4);
     t.add(1L, &v1);
     t.add(5L, &v5);
     t.add(2L, &v2);
     QELSimpleHashtable::Iterator it(t, true);
-    EXPECT_EQ(&v5, V(it.get()));
-    EXPECT_EQ(&v5, V(*it));
-    EXPECT_EQ(&v1, V(it.next()));
-    EXPECT_EQ(&v2, V(it.next()));
+    EXPECT_EQ(&v5, MutableItemOf(it.get()));
+    EXPECT_EQ(&v5, MutableItemOf(*it));
+    EXPECT_EQ(&v1, MutableItemOf(it.next()));
+    EXPECT_EQ(&v2, MutableItemOf(it.next()));
     EXPECT_EQ(NULL, it.next());
-    EXPECT_EQ(&v2, V(it.get()));
-    EXPECT_EQ(&v1, V(it.previous()));
-    EXPECT_EQ(&v5, V(it.moveToFirst()));
-    EXPECT_EQ(&v2, V(it.moveToLast()));
+    EXPECT_EQ(&v2, MutableItemOf(it.get()));
+    EXPECT_EQ(&v1, MutableItemOf(it.previous()));
+    EXPECT_EQ(&v5, MutableItemOf(it.moveToFirst()));
+    EXPECT_EQ(&v2, MutableItemOf(it.moveToLast()));
     long k1 = 1, k5 = 5;
-    EXPECT_EQ(&v1, V(it.findFirst(LK(&k1))));
-    EXPECT_EQ(&v1, V(it.findLast(LK(&k1))));
+    EXPECT_EQ(&v1, MutableItemOf(it.findFirst(LK(&k1))));
+    EXPECT_EQ(&v1, MutableItemOf(it.findLast(LK(&k1))));
     // 5 is the head of a chain of two: findLast does not see it.
     EXPECT_EQ(NULL, it.findLast(LK(&k5)));
-    EXPECT_EQ(&v5, V(it.findPrevious(LK(&k5))));
-    EXPECT_EQ(&v1, V(it.findNext(LK(&k1))));
+    EXPECT_EQ(&v5, MutableItemOf(it.findPrevious(LK(&k5))));
+    EXPECT_EQ(&v1, MutableItemOf(it.findNext(LK(&k1))));
     EXPECT_EQ(NULL, it.findNext(LK(&k1)));
     QELSimpleLongHashtable u;
-    Value w;
+    Item w;
     u.add(9L, &w);
-    EXPECT_EQ(&w, V(it.moveTo(u, true)));
+    EXPECT_EQ(&w, MutableItemOf(it.moveTo(u, true)));
     EXPECT_EQ(9L, *static_cast<const long*>(it.getKey()));
 }
 
@@ -418,15 +408,15 @@ TEST(QELSimpleHashtableIteratorTest, GetKeyOnEmptyTableIsNull)
 
 TEST(QELSimpleHashtableIteratorTest, NewIteratorIsASimpleIterator)
 {
-    Value v;
+    Item v;
     QELSimpleStringHashtable t;
     t.add(QELString("k"), &v);
     QELContainer::Iterator* it = t.newIterator();
     EXPECT_NE(nullptr, dynamic_cast<QELSimpleHashtable::Iterator*>(it));
-    EXPECT_EQ(&v, V(it->get()));
+    EXPECT_EQ(&v, MutableItemOf(it->get()));
     t.deleteIterator(it);
     QELContainer::Iterator* last = t.newIterator(false);
-    EXPECT_EQ(&v, V(last->get()));
+    EXPECT_EQ(&v, MutableItemOf(last->get()));
     t.deleteIterator(last);
 }
 
@@ -434,7 +424,7 @@ TEST(QELSimpleHashtableIteratorTest, NewIteratorIsASimpleIterator)
 
 TEST(QELSimpleHashtableTest, CopyHasItsOwnNodesAndSharesValues)
 {
-    std::vector<Value> values(4);
+    std::vector<Item> values(4);
     QELSimpleStringHashtable t(true, true, 32);
     const char* keys[] = {"One", "two", "THREE", "four"};
     for (int i = 0; i < 4; i++)
@@ -447,10 +437,10 @@ TEST(QELSimpleHashtableTest, CopyHasItsOwnNodesAndSharesValues)
     QELSimpleHashtable::Iterator a(t), b(c);
     EXPECT_NE(a.getKey(), b.getKey());
     // Changing the copy leaves the source alone.
-    Value extra;
+    Item extra;
     c.add(QELString("ONE"), &extra);
-    EXPECT_EQ(&values[0], V(t.findFirst(SK(QELString("one")))));
-    EXPECT_EQ(&extra, V(c.findFirst(SK(QELString("one")))));
+    EXPECT_EQ(&values[0], MutableItemOf(t.findFirst(SK(QELString("one")))));
+    EXPECT_EQ(&extra, MutableItemOf(c.findFirst(SK(QELString("one")))));
     QELSimpleStringHashtable d;
     d = c;
     EXPECT_TRUE(d.ignoreCase);
@@ -467,7 +457,7 @@ TEST(QELSimpleHashtableTest, CopyHasItsOwnNodesAndSharesValues)
 
 TEST(QELSimpleHashtableTest, LongCopyAndAssignment)
 {
-    std::vector<Value> values(20);
+    std::vector<Item> values(20);
     QELSimpleLongHashtable t(true, 8);
     for (long k = 0; k < 20; k++)
         t.add(k * 3 - 10, &values[k]);
@@ -491,7 +481,7 @@ TEST(QELSimpleHashtableModelTest, StringTableAgainstStdMap)
         bool ignoreCase = variant & 1;
         bool replace = variant & 2;
         std::mt19937 rng(100 + variant);
-        std::vector<Value> values(64);
+        std::vector<Item> values(64);
         QELSimpleStringHashtable t(ignoreCase, replace, 16);
         std::map<std::string, void*> m;
         const char* letters = "aAbBcC";
@@ -502,7 +492,7 @@ TEST(QELSimpleHashtableModelTest, StringTableAgainstStdMap)
             for (int i = 0; i < len; i++)
                 key += letters[rng() % 6];
             std::string mkey = ignoreCase ? Upper(key) : key;
-            Value* v = &values[rng() % values.size()];
+            Item* v = &values[rng() % values.size()];
             unsigned op = rng() % 10;
             if (op < 5) {
                 auto found = m.find(mkey);
@@ -548,7 +538,7 @@ TEST(QELSimpleHashtableModelTest, LongTableAgainstUnorderedMap)
     for (int variant = 0; variant < 2; variant++) {
         bool replace = variant == 1;
         std::mt19937_64 rng(7 + variant);
-        std::vector<Value> values(64);
+        std::vector<Item> values(64);
         QELSimpleLongHashtable t(replace, 32);
         std::unordered_map<long, void*> m;
         for (int step = 0; step < 4000; step++) {
@@ -557,7 +547,7 @@ TEST(QELSimpleHashtableModelTest, LongTableAgainstUnorderedMap)
             long key = static_cast<long>(rng() % 50) - 25;
             if (rng() % 4 == 0)
                 key += static_cast<long>(rng() % 3) << 32;
-            Value* v = &values[rng() % values.size()];
+            Item* v = &values[rng() % values.size()];
             unsigned op = rng() % 10;
             if (op < 5) {
                 auto found = m.find(key);
@@ -606,7 +596,7 @@ protected:
 
 TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByKeyedAdd)
 {
-    Value v;
+    Item v;
     QELSimpleStringHashtable t;
     t.add(QELString("a"), &v);
     int saved = t.table_mask;
@@ -621,7 +611,7 @@ TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByKeyedAdd)
 
 TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByEmpty)
 {
-    Value v;
+    Item v;
     QELSimpleLongHashtable t;
     t.add(1L, &v);
     int saved = t.size;

@@ -23,6 +23,7 @@
 #include "QELTextLiteral.h"
 #include "QELTextLiteralsCollection.h"
 #include "QELDeathTestPatterns.h"
+#include "QELTestChild.h"
 
 namespace {
 
@@ -725,13 +726,6 @@ TEST_F(QELTextLiteralsCollectionDeathTest, BrokenRegistryCountStops)
 // libQELI18n.so is missing or lacks the entry point.
 namespace {
 
-std::string selfPath()
-{
-    char buffer[4096];
-    const ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-    return n > 0 ? std::string(buffer, std::size_t(n)) : std::string();
-}
-
 int findLibm(struct dl_phdr_info* info, size_t, void* data)
 {
     if (info->dlpi_name != nullptr && strstr(info->dlpi_name, "/libm.so") != nullptr) {
@@ -754,16 +748,12 @@ bool copyFile(const std::string& from, const std::string& to)
 // Runs the child test in dir; returns the wait status and the output.
 int runChild(const std::string& dir, std::string* output)
 {
-    const std::string command = "QEL_I18N_CHILD_DATA='" + dataDir() + "' '" + dir +
-                                "/test_QELTextLiteralsCollection' --gtest_filter=QELTextLiteralsCollectionChild.* 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-        return -1;
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-        output->append(buffer, n);
-    return pclose(pipe);
+    const std::string data = dataDir();
+    ChildRun run = RunChild(dir + "/test_QELTextLiteralsCollection",
+                            { "test_QELTextLiteralsCollection", "--gtest_filter=QELTextLiteralsCollectionChild.*" },
+                            { { "QEL_I18N_CHILD_DATA", data.c_str() } });
+    *output += run.output;
+    return run.status;
 }
 
 } // namespace
@@ -786,7 +776,7 @@ TEST(QELTextLiteralsCollectionLibraryTest, MissingCompanionLibraryStopsWithAsser
 {
     TemporaryDirectory dir;
     ASSERT_FALSE(dir.path.empty());
-    ASSERT_TRUE(copyFile(selfPath(), dir.path + "/test_QELTextLiteralsCollection"));
+    ASSERT_TRUE(copyFile(SelfPath(), dir.path + "/test_QELTextLiteralsCollection"));
     ASSERT_TRUE(copyFile(std::string(QEL_TEST_BIN_DIR) + "/libQELStd.so", dir.path + "/libQELStd.so"));
     ASSERT_EQ(chmod((dir.path + "/test_QELTextLiteralsCollection").c_str(), 0755), 0);
     std::string output;
@@ -807,7 +797,7 @@ TEST(QELTextLiteralsCollectionLibraryTest, CompanionLibraryWithoutEntryPointIsSk
     ASSERT_FALSE(libm.empty());
     TemporaryDirectory dir;
     ASSERT_FALSE(dir.path.empty());
-    ASSERT_TRUE(copyFile(selfPath(), dir.path + "/test_QELTextLiteralsCollection"));
+    ASSERT_TRUE(copyFile(SelfPath(), dir.path + "/test_QELTextLiteralsCollection"));
     ASSERT_TRUE(copyFile(std::string(QEL_TEST_BIN_DIR) + "/libQELStd.so", dir.path + "/libQELStd.so"));
     ASSERT_TRUE(copyFile(libm, dir.path + "/libQELI18n.so"));
     ASSERT_EQ(chmod((dir.path + "/test_QELTextLiteralsCollection").c_str(), 0755), 0);
@@ -823,7 +813,7 @@ TEST(QELTextLiteralsCollectionLibraryTest, CompanionLibraryBesideTheLibraryTrans
 {
     TemporaryDirectory dir;
     ASSERT_FALSE(dir.path.empty());
-    ASSERT_TRUE(copyFile(selfPath(), dir.path + "/test_QELTextLiteralsCollection"));
+    ASSERT_TRUE(copyFile(SelfPath(), dir.path + "/test_QELTextLiteralsCollection"));
     ASSERT_TRUE(copyFile(std::string(QEL_TEST_BIN_DIR) + "/libQELStd.so", dir.path + "/libQELStd.so"));
     ASSERT_TRUE(copyFile(std::string(QEL_TEST_BIN_DIR) + "/libQELI18n.so", dir.path + "/libQELI18n.so"));
     ASSERT_EQ(chmod((dir.path + "/test_QELTextLiteralsCollection").c_str(), 0755), 0);
