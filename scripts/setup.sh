@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(cmake g++ clang make pkg-config procps valgrind
           libicu-dev libxerces-c-dev unixodbc-dev libexpat1-dev
           googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev)
+packages+=(jq util-linux)  # the tool tests read qellog's JSON and drop root with setpriv
 if [ "${1:-}" = "--bench" ]; then
   packages+=(libspdlog-dev qtbase5-dev libpoco-dev)
 fi
