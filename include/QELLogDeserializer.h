@@ -96,6 +96,33 @@ public:
 
     QELLogDeserializer(const QELLogDeserializer&) = delete;
     QELLogDeserializer& operator=(const QELLogDeserializer&) = delete;
+
+protected:
+    // The start-element callback the parser is made with.
+    QELLogEventStartElementHandler startElementHandler;
+
+    // A deserializer whose parser reports elements to `startElement`.
+    QELLogDeserializer(QELLog* log, QELLogEventStartElementHandler startElement);
+    // Parses the pending record (recordSize bytes at `start` of `text`) into
+    // `record`. False sends the record, header included, out as plain lines.
+    virtual QELBoolean parseRecord(const QELString& text, unsigned int start);
+};
+
+// A deserializer for streams from writers it does not trust: a record whose
+// Message element carries an attribute other than the four known ones does
+// not stop the process. It is refused instead: recordRefused is called once
+// with the record's bytes (header excluded), and then the record comes out
+// as plain lines, header line included, as a record that does not parse
+// does. Every other record and line is delivered as by the base class.
+class QELTolerantLogDeserializer : public QELLogDeserializer {
+public:
+    explicit QELTolerantLogDeserializer(QELLog* log);
+    // Called once per refused record, before its lines are delivered, so that
+    // a tool can print one warning. The default does nothing.
+    virtual void recordRefused(const QELString& record);
+
+protected:
+    QELBoolean parseRecord(const QELString& text, unsigned int start) override;
 };
 
 #endif

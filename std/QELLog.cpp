@@ -463,6 +463,39 @@ void startLogEventElement(void* userData, const char* name, const char** attribu
     }
 }
 
+namespace {
+
+// Set by the tolerant start-element callback when it meets an unknown
+// attribute; read and cleared around each parse on the same thread, so that
+// deserializers on different threads do not see each other's refusals.
+thread_local bool unknownAttributeSeen = false;
+
+// Whether every attribute name is one that startLogEventElement takes.
+bool onlyKnownAttributes(const char** attributes)
+{
+    static const char* const known[] = {"type", "code", "timestamp", "stackTrace"};
+    for (const char** a = attributes; a[0] != NULL; a += 2) {
+        bool found = false;
+        for (const char* name : known)
+            found = found || strcmp(a[0], name) == 0;
+        if (!found)
+            return false;
+    }
+    return true;
+}
+
+// The tolerant deserializer's start-element callback: an element with an
+// unknown attribute is noted and left unread instead of stopping the process.
+void tolerantStartLogEventElement(void* userData, const char* name, const char** attributes)
+{
+    if (onlyKnownAttributes(attributes))
+        startLogEventElement(userData, name, attributes);
+    else
+        unknownAttributeSeen = true;
+}
+
+} // namespace
+
 void logEventText(void* userData, const char* text, int length)
 {
     // append() would take a count below 1 as "up to the terminator".
@@ -528,8 +561,13 @@ static void* openCompanionLibrary()
 }
 
 QELLogDeserializer::QELLogDeserializer(QELLog* log)
+    : QELLogDeserializer(log, startLogEventElement)
+{
+}
+
+QELLogDeserializer::QELLogDeserializer(QELLog* log, QELLogEventStartElementHandler startElement)
     : buffer(), state(1), recordSize(0), log(log), parser(NULL), parserLog(), record(emptyString),
-      parserEvent(NULL), scanned(0), lineEndTail(0)
+      parserEvent(NULL), scanned(0), lineEndTail(0), startElementHandler(startElement)
 {
 }
 
@@ -572,11 +610,16 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
     if (parser == NULL || parserEvent != &event) {
         if (parser != NULL)
             deleteLogEventParser(parser);
-        parser = createLogEventParser(&event, &parserLog, startLogEventElement, logEventText);
+        parser = createLogEventParser(&event, &parserLog, startElementHandler, logEventText);
         parserEvent = &event;
     }
     QELString recordText = text.mid(start, length);
     return parseLogEvent(recordText, parser);
+}
+
+QELBoolean QELLogDeserializer::parseRecord(const QELString& text, unsigned int start)
+{
+    return deserializeLogEvent(record, text, start, static_cast<unsigned int>(recordSize));
 }
 
 void QELLogDeserializer::append(const QELString& text)
@@ -686,7 +729,7 @@ void QELLogDeserializer::append(const QELString& text)
             if (remaining < HEADER_LENGTH + static_cast<unsigned int>(recordSize))
                 goto stop;
             resetEvent(record);
-            if (deserializeLogEvent(record, *source, pos + HEADER_LENGTH, static_cast<unsigned int>(recordSize))) {
+            if (parseRecord(*source, pos + HEADER_LENGTH)) {
                 processEvent(record);
                 pos += HEADER_LENGTH + static_cast<unsigned int>(recordSize);
                 state = 1;
@@ -736,4 +779,29 @@ void QELLogDeserializer::flush()
             state = 1;
         }
     }
+    // The stream ended: what comes next starts a new one, whose first line
+    // ends continue nothing.
+    lineEndTail = 0;
+    scanned = 0;
+}
+
+QELTolerantLogDeserializer::QELTolerantLogDeserializer(QELLog* log)
+    : QELLogDeserializer(log, tolerantStartLogEventElement)
+{
+}
+
+void QELTolerantLogDeserializer::recordRefused(const QELString& record)
+{
+    (void)record;
+}
+
+QELBoolean QELTolerantLogDeserializer::parseRecord(const QELString& text, unsigned int start)
+{
+    unknownAttributeSeen = false;
+    QELBoolean parsed = QELLogDeserializer::parseRecord(text, start);
+    if (!unknownAttributeSeen)
+        return parsed;
+    unknownAttributeSeen = false;
+    recordRefused(text.mid(start, static_cast<unsigned int>(recordSize)));
+    return 0;
 }

@@ -44,18 +44,33 @@ QELString qs(const std::string& s)
 
 // A deserializer that keeps a copy of every event it delivers, and whether
 // it came from a record (state 3 during delivery) or a plain line (state 2).
-class Collector : public QELLogDeserializer {
+template <class Deserializer>
+class CollectorOf : public Deserializer {
 public:
     std::vector<QELLogEvent> events;
     std::vector<bool> fromRecord;
-    Collector() : QELLogDeserializer(NULL) {}
+    CollectorOf() : Deserializer(NULL) {}
     void processEvent(const QELLogEvent& event) override
     {
-        EXPECT_TRUE(state == 2 || state == 3);
+        EXPECT_TRUE(this->state == 2 || this->state == 3);
         events.push_back(event);
-        fromRecord.push_back(state == 3);
+        fromRecord.push_back(this->state == 3);
     }
-    void feed(const std::string& text) { append(qs(text)); }
+    void feed(const std::string& text) { this->append(qs(text)); }
+};
+using Collector = CollectorOf<QELLogDeserializer>;
+
+// A tolerant collector that also keeps each refused record, and how many
+// events had been delivered when it was refused.
+class TolerantCollector : public CollectorOf<QELTolerantLogDeserializer> {
+public:
+    std::vector<std::string> refused;
+    std::vector<size_t> refusedAfter;
+    void recordRefused(const QELString& record) override
+    {
+        refused.push_back(std::string(record.chars(), record.length()));
+        refusedAfter.push_back(events.size());
+    }
 };
 
 const char* const SAMPLE_RECORD =
@@ -667,6 +682,139 @@ TEST(QELLogDeserializerTest, ParserEntryPointsReportElementAndDecodedText)
     EXPECT_EQ(seen.names, (std::vector<std::string>{"Message"}));
     EXPECT_EQ(seen.calls, 0);
     QELLogDeserializer::deleteLogEventParser(parser);
+}
+
+// ---------------------------------------------------------------------------
+// The tolerant deserializer
+
+namespace {
+
+// A record that names an attribute the parser does not know, in two lines.
+const char* const FOREIGN_RECORD = "<Message type=\"ERROR\" xmlns=\"urn:other\">one\ntwo</Message>\n";
+
+// Good records around a refused one, with the lines the refused one gives.
+std::string streamWithForeignRecord()
+{
+    return "before\n" + frame(SAMPLE_RECORD) + frame(FOREIGN_RECORD) + frame(SAMPLE_RECORD) + "after\n";
+}
+
+void expectForeignRecordAsLines(const TolerantCollector& c, const std::string& context)
+{
+    ASSERT_EQ(c.events.size(), 6u) << context;
+    expectPlain(c.events[0], "before");
+    expectSample(c.events[1]);
+    expectPlain(c.events[2], header(static_cast<long>(strlen(FOREIGN_RECORD))) +
+                                 "<Message type=\"ERROR\" xmlns=\"urn:other\">one");
+    expectPlain(c.events[3], "two</Message>");
+    expectSample(c.events[4]);
+    expectPlain(c.events[5], "after");
+    EXPECT_FALSE(c.fromRecord[2]);
+    ASSERT_EQ(c.refused.size(), 1u) << context;
+    EXPECT_EQ(c.refused[0], FOREIGN_RECORD);
+    EXPECT_EQ(c.refusedAfter[0], 2u); // before its lines
+}
+
+} // namespace
+
+TEST(QELTolerantLogDeserializerTest, UnknownAttributeGivesPlainLinesAndOneRefusal)
+{
+    TolerantCollector c;
+    c.feed(streamWithForeignRecord());
+    expectForeignRecordAsLines(c, "whole");
+    EXPECT_TRUE(c.buffer.isEmpty());
+    EXPECT_EQ(c.state, 1);
+}
+
+TEST(QELTolerantLogDeserializerTest, EveryCutOfTheStreamGivesTheSameEvents)
+{
+    std::string text = streamWithForeignRecord();
+    for (size_t cut = 0; cut <= text.size(); cut++) {
+        TolerantCollector c;
+        c.feed(text.substr(0, cut));
+        c.feed(text.substr(cut));
+        expectForeignRecordAsLines(c, "cut " + std::to_string(cut));
+    }
+    TolerantCollector bytes;
+    for (char ch : text)
+        bytes.feed(std::string(1, ch));
+    expectForeignRecordAsLines(bytes, "byte by byte");
+}
+
+TEST(QELTolerantLogDeserializerTest, AnyUnknownNameIsRefusedWhereverItStands)
+{
+    const char* const records[] = {
+        "<Message xmlns=\"u\" type=\"INFO\">x</Message>\n",
+        "<Message type=\"INFO\" Type=\"INFO\">x</Message>\n",
+        "<Message code=\"C\" timestamp=\"2006- 3-05T14:07:09Z\" level=\"1\">x</Message>\n",
+        "<Message stacktrace=\"s\">x</Message>\n",
+    };
+    for (const char* record : records) {
+        TolerantCollector c;
+        c.feed(frame(record));
+        ASSERT_EQ(c.refused.size(), 1u) << record;
+        EXPECT_EQ(c.refused[0], record);
+        ASSERT_EQ(c.events.size(), 1u) << record;
+        std::string line(record, strlen(record) - 1);
+        expectPlain(c.events[0], header(static_cast<long>(strlen(record))) + line);
+    }
+}
+
+TEST(QELTolerantLogDeserializerTest, KnownAttributesAndBrokenRecordsAreNotRefused)
+{
+    TolerantCollector c;
+    std::string broken = "<Message type=\"INFO\">abc</Messag>\n";
+    c.feed(frame(SAMPLE_RECORD) + frame(broken));
+    EXPECT_TRUE(c.refused.empty());
+    ASSERT_EQ(c.events.size(), 2u);
+    expectSample(c.events[0]);
+    expectPlain(c.events[1], header(static_cast<long>(broken.size())) + "<Message type=\"INFO\">abc</Messag>");
+}
+
+TEST(QELTolerantLogDeserializerTest, DefaultHookIgnoresRefusalAndLinesReachTheLog)
+{
+    QELBufferedTextLog log;
+    log.setLogLevel(6);
+    QELTolerantLogDeserializer d(&log);
+    d.append(qs(frame("<Message xmlns=\"u\">x</Message>\n") + frame(SAMPLE_RECORD)));
+    std::string want = std::string(MESSAGE_TEXT_TYPES[0]) + header(31) + "<Message xmlns=\"u\">x</Message>\n" +
+                       MESSAGE_TEXT_TYPES[3] + "a <b> & \"c\"\td\nat a\nat <b>\n";
+    EXPECT_EQ(str(log.getBuffer()), want);
+}
+
+TEST(QELTolerantLogDeserializerTest, ReusedAfterFlushAsIfNew)
+{
+    // A runner flushes at the end of each child and feeds the next one; a
+    // line end that opens the next stream is a line of its own.
+    const std::string first = "partial line without end" + frame(SAMPLE_RECORD).substr(0, 40);
+    const std::string second = "\n" + streamWithForeignRecord();
+    TolerantCollector reused;
+    reused.feed(frame(SAMPLE_RECORD) + frame(FOREIGN_RECORD));
+    reused.flush();
+    reused.feed(first);
+    reused.flush();
+    size_t before = reused.events.size();
+    reused.refused.clear();
+    reused.feed(second);
+    reused.flush();
+    TolerantCollector fresh;
+    fresh.feed(second);
+    fresh.flush();
+    ASSERT_EQ(reused.events.size() - before, fresh.events.size());
+    for (size_t i = 0; i < fresh.events.size(); i++)
+        expectSameEvent(reused.events[before + i], fresh.events[i], "event " + std::to_string(i));
+    expectPlain(fresh.events[0], "");
+    EXPECT_EQ(reused.refused.size(), 1u);
+}
+
+TEST(QELTolerantLogDeserializerTest, FlushAfterRecordLeavesNoLineEndToSkip)
+{
+    TolerantCollector c;
+    c.feed(frame(SAMPLE_RECORD));
+    c.flush();
+    c.feed("\nnext\n");
+    ASSERT_EQ(c.events.size(), 3u);
+    expectPlain(c.events[1], "");
+    expectPlain(c.events[2], "next");
 }
 
 // ---------------------------------------------------------------------------
