@@ -4,18 +4,6 @@
 #include <algorithm>
 #include <cstring>
 
-// The tolerant deserializer with its events and refusals sent to the sink.
-class QELLogReader::Deserializer : public QELTolerantLogDeserializer {
-public:
-    explicit Deserializer(QELLogEventSink& sink) : QELTolerantLogDeserializer(nullptr), sink(sink) {}
-    // state is 2 while a plain line's event is delivered.
-    void processEvent(const QELLogEvent& event) override { sink.event(event, state == 2); }
-    void recordRefused(const QELString&) override { sink.recordRefused(); }
-
-private:
-    QELLogEventSink& sink;
-};
-
 namespace {
 
 // The length of the longest prefix of at most `limit` bytes that does not
@@ -31,9 +19,49 @@ size_t pieceLength(const char* text, size_t size, size_t limit)
     return (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80 ? limit : end;
 }
 
+// Delivers `text` to the sink as plain pieces of at most `limit` bytes, the
+// last one too when `all`; returns how many bytes went.
+size_t deliverPieces(QELLogEventSink& sink, const char* text, size_t size, size_t limit, bool all)
+{
+    size_t start = 0;
+    // Without `all`, a piece is cut only once the byte after it is known.
+    while (size - start > limit || (all && start < size)) {
+        size_t piece = pieceLength(text + start, size - start, limit);
+        QELLogEvent event(QELString(text + start, static_cast<int>(piece)));
+        sink.event(event, true);
+        start += piece;
+    }
+    return start;
+}
+
 } // namespace
 
-QELLogReader::QELLogReader(QELLogEventSink& sink) : sink(sink), deserializer(new Deserializer(sink)) {}
+// The tolerant deserializer with its events and refusals sent to the sink.
+// A plain line gathered whole but longer than a piece goes in pieces too,
+// so that the pieces never depend on how the stream was cut.
+class QELLogReader::Deserializer : public QELTolerantLogDeserializer {
+public:
+    Deserializer(QELLogEventSink& sink, size_t pieceSize)
+        : QELTolerantLogDeserializer(nullptr), sink(sink), pieceSize(pieceSize) {}
+    void processEvent(const QELLogEvent& event) override
+    {
+        bool plain = state == 2;  // as the deserializer delivers a plain line
+        if (plain && static_cast<size_t>(event.message.length()) > pieceSize)
+            deliverPieces(sink, event.message.chars(), static_cast<size_t>(event.message.length()), pieceSize, true);
+        else
+            sink.event(event, plain);
+    }
+    void recordRefused(const QELString&) override { sink.recordRefused(); }
+
+private:
+    QELLogEventSink& sink;
+    size_t pieceSize;
+};
+
+QELLogReader::QELLogReader(QELLogEventSink& sink, size_t pieceSize)
+    : sink(sink), pieceSize(pieceSize), deserializer(new Deserializer(sink, pieceSize))
+{
+}
 
 QELLogReader::~QELLogReader() = default;
 
@@ -60,15 +88,15 @@ size_t QELLogReader::feedDeserializer(const char* data, size_t length)
     // Pieces small enough for an int; the pending line is checked after each.
     size_t done = 0;
     while (done < length) {
-        size_t piece = std::min(length - done, QEL_PLAIN_PIECE);
+        size_t piece = std::min(length - done, QEL_PLAIN_PIECE);  // at most an int
         deserializer->append(QELString(data + done, static_cast<int>(piece)));
         done += piece;
-        if (deserializer->state == 2 && static_cast<size_t>(deserializer->buffer.length()) >= QEL_PLAIN_PIECE) {
+        if (deserializer->state == 2 && static_cast<size_t>(deserializer->buffer.length()) >= pieceSize) {
             // The pending line is too long to gather: read it here from now on.
             longLine.assign(deserializer->buffer.chars(), static_cast<size_t>(deserializer->buffer.length()));
-            deserializer.reset(new Deserializer(sink));
+            deserializer.reset(new Deserializer(sink, pieceSize));
             inLongLine = true;
-            deliverPieces(false);
+            longLine.erase(0, deliverPieces(sink, longLine.data(), longLine.size(), pieceSize, false));
             break;
         }
     }
@@ -79,11 +107,10 @@ size_t QELLogReader::feedLongLine(const char* data, size_t length)
 {
     const char* end = std::find_if(data, data + length, [](char c) { return c == '\n' || c == '\r'; });
     longLine.append(data, static_cast<size_t>(end - data));
-    if (end == data + length) {
-        deliverPieces(false);
+    bool ended = end != data + length;
+    longLine.erase(0, deliverPieces(sink, longLine.data(), longLine.size(), pieceSize, ended));
+    if (!ended)
         return length;
-    }
-    deliverPieces(true);
     inLongLine = false;
     lineEndTail = *end == '\r' ? 1 : 0;
     return static_cast<size_t>(end - data) + 1;
@@ -104,30 +131,14 @@ size_t QELLogReader::skipLineEndTail(const char* data, size_t length)
     return skipped;
 }
 
-void QELLogReader::deliverPieces(bool all)
-{
-    size_t start = 0;
-    while (longLine.size() - start >= QEL_PLAIN_PIECE || (all && start < longLine.size())) {
-        size_t piece = pieceLength(longLine.data() + start, longLine.size() - start, QEL_PLAIN_PIECE);
-        deliverPlain(longLine.data() + start, piece);
-        start += piece;
-    }
-    longLine.erase(0, start);
-}
-
-void QELLogReader::deliverPlain(const char* text, size_t length)
-{
-    QELLogEvent event(QELString(text, static_cast<int>(length)));
-    sink.event(event, true);
-}
-
 void QELLogReader::finish()
 {
     if (inLongLine) {
-        deliverPieces(true);
+        deliverPieces(sink, longLine.data(), longLine.size(), pieceSize, true);
+        longLine.clear();
         inLongLine = false;
     }
     lineEndTail = 0;
     deserializer->flush();
-    deserializer.reset(new Deserializer(sink));
+    deserializer.reset(new Deserializer(sink, pieceSize));
 }

@@ -22,15 +22,16 @@ public:
 };
 
 // Feeds a stream to a tolerant deserializer, so that no record stops the
-// process, and keeps memory bounded: a plain line longer than
-// QEL_PLAIN_PIECE bytes is delivered in pieces of at most that size (cut
-// between UTF-8 characters), and a record is at most the deserializer's
-// 10000000 bytes. NUL bytes are dropped. Does not own the sink.
+// process, and keeps memory bounded: a plain line longer than the piece
+// size (QEL_PLAIN_PIECE bytes unless told otherwise) is delivered in pieces
+// of at most that size (cut between UTF-8 characters), and a record is at
+// most the deserializer's 10000000 bytes. NUL bytes are dropped. Does not
+// own the sink.
 class QELLogReader {
 public:
     static const size_t QEL_PLAIN_PIECE = 65536;
 
-    explicit QELLogReader(QELLogEventSink& sink);
+    explicit QELLogReader(QELLogEventSink& sink, size_t pieceSize = QEL_PLAIN_PIECE);
     ~QELLogReader();
     // Delivers every event complete in the stream so far.
     void append(const char* data, size_t length);
@@ -42,6 +43,7 @@ private:
     class Deserializer;
 
     QELLogEventSink& sink;
+    size_t pieceSize;
     std::unique_ptr<Deserializer> deserializer;
     // A plain line too long for the deserializer's buffer, read here instead
     // until its line end: the bytes not yet delivered.
@@ -57,8 +59,6 @@ private:
     // Consumes bytes of a long line; returns how many, line end included.
     size_t feedLongLine(const char* data, size_t length);
     size_t skipLineEndTail(const char* data, size_t length);
-    void deliverPieces(bool all);
-    void deliverPlain(const char* text, size_t length);
 
     QELLogReader(const QELLogReader&) = delete;
     QELLogReader& operator=(const QELLogReader&) = delete;

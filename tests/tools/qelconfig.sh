@@ -181,6 +181,21 @@ check "get to a full disk exits 1" equals "$?" 1
 capture run_clean "$BIN/qelconfig" --version
 check "--version" grep -Eq '^qelconfig \(QELStd\) [0-9]+\.[0-9]+\.[0-9]+$' "$SCRATCH/out"
 
+# --- Manual page and completion ------------------------------------------
+check "manual page installed" test -f "$HOME_DIR/share/man/man1/qelconfig.1"
+if command -v groff > /dev/null; then
+    check "manual page without warnings" equals "$(groff -man -Tutf8 -ww -z "$HOME_DIR/share/man/man1/qelconfig.1" 2>&1)" ""
+fi
+complete_words() { # complete_words WORD...: what the installed completion offers for the last word
+    bash -c '. "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _qelconfig; printf "%s\n" "${COMPREPLY[@]}"' \
+        complete "$HOME_DIR/share/bash-completion/completions/qelconfig" "$@"
+}
+export PATH="$BIN:$PATH"
+check "completion of commands" equals "$(complete_words qelconfig g)" get
+check "completion of setup paths" equals "$(complete_words qelconfig --file "$setup" get Dir)" "Directory/"
+check "completion below a path" equals "$(complete_words qelconfig --file "$setup" set Directory/H)" "Directory/Home"
+check "completion for the other tools" test -f "$HOME_DIR/share/bash-completion/completions/qelrun"
+
 # --- Concurrent changes: none lost, every intermediate file well-formed ---
 cat > "$setup" <<'XML'
 <Setup><Counters><P0>0</P0><P1>0</P1><P2>0</P2><P3>0</P3><P4>0</P4><P5>0</P5><P6>0</P6><P7>0</P7><P8>0</P8><P9>0</P9></Counters><Sum>0</Sum></Setup>

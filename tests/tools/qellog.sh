@@ -197,6 +197,16 @@ check "output to a full disk says so" grep -qx "qellog: write error: No space le
 capture "$BIN/qellog" --version
 check "--version" grep -Eq '^qellog \(QELStd\) [0-9]+\.[0-9]+\.[0-9]+$' "$SCRATCH/out"
 
+{ head -c 100000 /dev/zero | tr '\0' y; printf '\nshort\n'; } > "$SCRATCH/midline"
+check "a line of 100000 bytes: two pieces" equals "$("$BIN/qellog" "$SCRATCH/midline" | awk '{ print length($0) }' | tr '\n' ' ')" "65536 34464 5 "
+
+check "manual page installed" test -f "$HOME_DIR/share/man/man1/qellog.1"
+if command -v groff > /dev/null; then
+    check "manual page without warnings" equals "$(groff -man -Tutf8 -ww -z "$HOME_DIR/share/man/man1/qellog.1" 2>&1)" ""
+fi
+check "completion of --output" equals "$(bash -c '. "$1"; COMP_WORDS=(qellog --output j); COMP_CWORD=2; _qellog; echo "${COMPREPLY[@]}"' \
+    complete "$HOME_DIR/share/bash-completion/completions/qellog")" json
+
 # --- A 1 GB line: printed in pieces of 65536 bytes, in bounded memory -------
 size=$((1024 * 1024 * 1024))
 [ -n "${QEL_SANITIZE:-}" ] && size=$((64 * 1024 * 1024))
