@@ -29,7 +29,7 @@ public:
 // own the sink.
 class QELLogReader {
 public:
-    static const size_t QEL_PLAIN_PIECE = 65536;
+    static constexpr size_t QEL_PLAIN_PIECE = 65536;
 
     explicit QELLogReader(QELLogEventSink& sink, size_t pieceSize = QEL_PLAIN_PIECE);
     ~QELLogReader();
