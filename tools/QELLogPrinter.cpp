@@ -48,8 +48,8 @@ void appendTime(std::string& out, const QELDate& date, char separator)
     out += buffer;
 }
 
-// "+hh:mm", the local zone's offset at the local time `date`.
-void appendZone(std::string& out, const QELDate& date)
+// The local zone's offset in seconds at the local time `date`.
+long zoneOffset(const QELDate& date)
 {
     struct tm local = {};
     local.tm_year = date.year - 1900;
@@ -59,7 +59,11 @@ void appendZone(std::string& out, const QELDate& date)
     local.tm_min = date.minute;
     local.tm_sec = date.second;
     local.tm_isdst = -1;
-    long offset = mktime(&local) == static_cast<time_t>(-1) ? 0 : local.tm_gmtoff;
+    return mktime(&local) == static_cast<time_t>(-1) ? 0 : local.tm_gmtoff;
+}
+
+void appendZone(std::string& out, long offset)
+{
     char buffer[48];
     std::snprintf(buffer, sizeof buffer, "%c%02ld:%02ld", offset < 0 ? '-' : '+', std::labs(offset) / 3600,
                   std::labs(offset) % 3600 / 60);
@@ -190,7 +194,13 @@ void QELLogPrinter::writeJson(const QELLogEvent& event, bool plain)
     } else {
         text += '"';
         appendTime(text, event.timestamp, 'T');
-        appendZone(text, event.timestamp);
+        // mktime is slow: the offset is found once per hour of the log.
+        int64_t hour = qelLogTimeKey(event.timestamp) / 10000;
+        if (hour != zoneHour) {
+            zoneHour = hour;
+            zoneHourOffset = zoneOffset(event.timestamp);
+        }
+        appendZone(text, zoneHourOffset);
         text += '"';
     }
     text += ", \"level\": \"";

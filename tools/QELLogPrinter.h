@@ -44,6 +44,8 @@ private:
     const char* program;
     int64_t lastRecordTime = -1;
     bool warned = false;
+    int64_t zoneHour = -1;  // YYYYMMDDhh of the zone offset below
+    long zoneHourOffset = 0;
     std::string text;  // the event being written, reused
 
     bool kept(const QELLogEvent& event, bool plain);
