@@ -208,8 +208,6 @@ bool spliceSetupValues(const std::string& original, const std::vector<SetupChang
     size_t copied = 0;
     for (const auto& edit : edits) {
         size_t start = static_cast<size_t>(edit.first->contentStart) - (edit.first->emptyTag ? 2 : 0);
-        if (start < copied)  // the same element twice: the last change wins
-            result.resize(result.size() - (copied - start)), copied = start;
         result.append(original, copied, start - copied);
         result += edit.second;
         copied = static_cast<size_t>(edit.first->contentEnd);

@@ -31,8 +31,9 @@ bool isSetupLeaf(QELSetup& setup, const QELString& path);
 
 // The new bytes of a setup file whose leaf elements at the changes' paths
 // get the changes' values (escaped); everything else is `original` byte for
-// byte. False when the text cannot be edited so: it is not UTF-8 (or plain
-// ASCII with only ASCII values), not well-formed, or lacks a path.
+// byte. Each path appears once among the changes. False when the text
+// cannot be edited so: it is not UTF-8 (or plain ASCII or Latin-1 with only
+// ASCII values), not well-formed, or lacks a path.
 bool spliceSetupValues(const std::string& original, const std::vector<SetupChange>& changes, std::string& result);
 
 // Holds an advisory lock (flock) on "FILE.lock" beside the setup file, so

@@ -145,6 +145,17 @@ check "the symlink stays a symlink" test -L "$SCRATCH/link.xml"
 check "permissions kept" equals "$(stat -c %a "$setup")" 640
 check "no temporary file left" equals "$(ls "$conf" | grep -vc -e '^QELSetup.xml$' -e '^QELSetup.xml.lock$')" 0
 
+# A Latin-1 file: an ASCII value is spliced in, any other is written through
+# the document, and both read back.
+printf '<?xml version="1.0" encoding="ISO-8859-1"?>\n<Setup>\n  <!-- caf\xe9 -->\n  <Log><LogLevel>2</LogLevel></Log>\n  <Server><Parameters>x</Parameters></Server>\n</Setup>\n' > "$SCRATCH/latin1.xml"
+cp "$SCRATCH/latin1.xml" "$SCRATCH/latin1-before.xml"
+capture run_clean "$BIN/qelconfig" --file "$SCRATCH/latin1.xml" set Log/LogLevel 3
+sed 's|<LogLevel>2</LogLevel>|<LogLevel>3</LogLevel>|' "$SCRATCH/latin1-before.xml" > "$SCRATCH/expected.xml"
+check "Latin-1 file: ASCII value spliced" cmp -s "$SCRATCH/latin1.xml" "$SCRATCH/expected.xml"
+capture run_clean "$BIN/qelconfig" --file "$SCRATCH/latin1.xml" set Server/Parameters "caf$(printf '\xc3\xa9')"
+check "Latin-1 file: non-ASCII value read back" equals "$(run_clean "$BIN/qelconfig" --file "$SCRATCH/latin1.xml" get Server/Parameters)" "caf$(printf '\xc3\xa9')"
+check "Latin-1 file: other values kept" equals "$(run_clean "$BIN/qelconfig" --file "$SCRATCH/latin1.xml" get Log/LogLevel)" 3
+
 # --- list and --json ------------------------------------------------------
 capture run_clean "$BIN/qelconfig" --file "$setup" list
 check "list exits 0" equals "$RC" 0

@@ -194,6 +194,8 @@ check "--follow with two files exits 2" equals "$RC" 2
 "$BIN/qellog" "$SCRATCH/stream" > /dev/full 2> "$SCRATCH/err"
 check "output to a full disk exits 1" equals "$?" 1
 check "output to a full disk says so" grep -qx "qellog: write error: No space left on device" "$SCRATCH/err"
+run_clean QEL_LOG_LEVEL=6 "$BIN/qellog" emit --level ERROR lost 2> /dev/full
+check "emit to a full disk exits 1" equals "$?" 1
 capture "$BIN/qellog" --version
 check "--version" grep -Eq '^qellog \(QELStd\) [0-9]+\.[0-9]+\.[0-9]+$' "$SCRATCH/out"
 
