@@ -212,6 +212,11 @@ def main():
                 f"{'n/a' if ratio is None else f'{ratio:.2f}x'} | {goal_s} | {met} | "
                 f"{'n/a' if oratio is None else f'{oratio:.2f}x'} | {'; '.join(beside)} |")
         lines.append("")
+    # The tools' row, written by bench/qellog.sh.
+    tools = os.path.join(os.path.dirname(os.path.abspath(__file__)), "TOOLS.md")
+    if os.path.exists(tools):
+        with open(tools) as f:
+            lines += [f.read().rstrip(), ""]
     lines += ["## Goals missed", ""]
     lines += [f"- {m}" for m in missed] if missed else ["None."]
     lines.append("")
