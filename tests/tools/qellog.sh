@@ -173,8 +173,8 @@ fi
 : > "$SCRATCH/growing"
 "$BIN/qellog" --follow "$SCRATCH/growing" > "$SCRATCH/followed" 2>&1 &
 follower=$!
-wait_for() { # wait_for TEXT: until the followed output holds TEXT (5 s at most)
-    for _ in $(seq 50); do grep -q "$1" "$SCRATCH/followed" && return 0; sleep 0.1; done
+wait_for() { # wait_for TEXT: until the followed output holds TEXT (10 s at most)
+    for _ in $(seq 100); do grep -q "$1" "$SCRATCH/followed" && return 0; sleep 0.1; done
     return 1
 }
 frame '<Message type="ERROR" timestamp="2020- 1-01T10:00:00Z">appended once</Message>' >> "$SCRATCH/growing"
