@@ -205,6 +205,11 @@ def main():
                 f"{'n/a' if ratio is None else f'{ratio:.2f}x'} | "
                 f"{'n/a' if oratio is None else f'{oratio:.2f}x'} | {'; '.join(beside)} |")
         lines.append("")
+    # The tools' row, written by bench/qellog.sh.
+    tools = os.path.join(os.path.dirname(os.path.abspath(__file__)), "TOOLS.md")
+    if os.path.exists(tools):
+        with open(tools) as f:
+            lines += [f.read().rstrip(), ""]
     lines += ["## Where the library is slower or larger than its peer", "",
               "Largest ratio first; the notes below say why.", ""]
     lines += [f"- {text}" for _, text in sorted(slower, key=lambda s: -s[0])] if slower else ["Nowhere."]
