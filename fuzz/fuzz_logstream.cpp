@@ -2,7 +2,9 @@
 // fuzzer-chosen points, then flush. Properties: the events account for every
 // input byte (each plain line is the next stretch of input up to its line end,
 // each record is a header and its N bytes), the buffer is empty after flush,
-// and the events do not depend on where the stream was cut.
+// and the events do not depend on where the stream was cut. A stream that the
+// base deserializer would stop on goes through QELTolerantLogDeserializer,
+// whose events and refusals must not depend on the cuts either.
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -28,9 +30,9 @@ bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 // Deliberate stop steered around: an attribute other than type, code,
 // timestamp and stackTrace on a record's Message element stops the process
 // (startLogEventElement asserts 0). Inputs with a Message start tag whose
-// attributes are not all known, or that cannot be read here, are skipped.
-// (The parser refuses a DOCTYPE, so no attribute can come from a default or
-// an entity.)
+// attributes are not all known, or that cannot be read here, go to the
+// tolerant deserializer instead. (The parser refuses a DOCTYPE, so no
+// attribute can come from a default or an entity.)
 bool hasForbiddenAttribute(const std::string& s)
 {
     for (size_t at = s.find("<Message"); at != std::string::npos; at = s.find("<Message", at + 1)) {
@@ -67,6 +69,52 @@ bool hasForbiddenAttribute(const std::string& s)
     return false;
 }
 
+// The tolerant deserializer, for the inputs the base one stops on: it keeps
+// the events and counts the refused records.
+class TolerantRun : public QELTolerantLogDeserializer {
+public:
+    std::vector<fuzz::Seen> events;
+    size_t refused = 0;
+    TolerantRun() : QELTolerantLogDeserializer(nullptr) {}
+    void processEvent(const QELLogEvent& event) override
+    {
+        FUZZ_CHECK(event.type >= 0 && event.type <= 6);
+        events.push_back({event.type, std::string(event.message.p, event.message.len),
+                          std::string(event.code.p, event.code.len),
+                          std::string(event.stackTrace.p, event.stackTrace.len), event.timestamp});
+    }
+    void recordRefused(const QELString& record) override
+    {
+        FUZZ_CHECK(record.len >= 10);
+        refused++;
+    }
+};
+
+// Property for those inputs: the tolerant deserializer never stops the
+// process, and its events and refusals do not depend on the cuts.
+void checkTolerant(const std::string& input, const std::vector<size_t>& cuts)
+{
+    TolerantRun cutRun;
+    size_t pos = 0;
+    for (size_t cut : cuts) {
+        if (pos >= input.size())
+            break;
+        size_t n = cut % (input.size() - pos + 1);
+        cutRun.append(QELString(input.data() + pos, static_cast<int>(n)));
+        pos += n;
+    }
+    cutRun.append(QELString(input.data() + pos, static_cast<int>(input.size() - pos)));
+    cutRun.flush();
+    FUZZ_CHECK(cutRun.buffer.len == 0);
+    TolerantRun wholeRun;
+    wholeRun.append(QELString(input.data(), static_cast<int>(input.size())));
+    wholeRun.flush();
+    FUZZ_CHECK(wholeRun.refused == cutRun.refused);
+    FUZZ_CHECK(wholeRun.events.size() == cutRun.events.size());
+    for (size_t i = 0; i < wholeRun.events.size(); i++)
+        FUZZ_CHECK(wholeRun.events[i] == cutRun.events[i]);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -82,8 +130,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     for (char& c : input)
         if (c == '\0')
             c = '\1';
-    if (hasForbiddenAttribute(input))
+    if (hasForbiddenAttribute(input)) {
+        checkTolerant(input, cuts);
         return 0;
+    }
 
     // Cut where the fuzzer says, in order, each cut taken modulo the rest.
     Collector cutRun(input);
