@@ -141,8 +141,8 @@ public:
     bool signaled() const { return state == Finished && signal != 0; }
     int terminationSignal() const { return signaled() ? signal : 0; }
     bool timedOut() const { return timeoutHit; }
-    // One line saying why start() failed ("not found", "not executable", ...
-    // with the errno text); empty when it did not.
+    // Why start() failed, as "not found (No such file or directory)": the
+    // cause and its errno text ("is a directory" alone); empty otherwise.
     QELString startFailureText() const;
 
     QELChildProcess(const QELChildProcess&) = delete;

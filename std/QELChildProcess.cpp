@@ -647,5 +647,7 @@ QELString QELChildProcess::startFailureText() const
     if (state != StartFailed)
         return QELString();
     QELString text(causeText(startCause));
-    return text + QELString(": ") + QELString(strerror(startErrno));
+    if (startCause == IsDirectory) // its EACCES would only say "Permission denied"
+        return text;
+    return text + QELString(" (") + QELString(strerror(startErrno)) + QELString(")");
 }

@@ -360,7 +360,7 @@ TEST(QELChildProcessTest, StartFailuresAreReportedWithTheirCause)
     }
     QELChildProcess missing(QELString("/nonexistent/program"));
     missing.start();
-    EXPECT_EQ(text(missing.startFailureText()), "not found: No such file or directory");
+    EXPECT_EQ(text(missing.startFailureText()), "not found (No such file or directory)");
     unlink(plain.c_str());
     rmdir(scratch);
 }
