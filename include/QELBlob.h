@@ -4,8 +4,6 @@
 
 #include <cstddef>
 
-#include "QELAssert.h"
-
 // The class invariant, over any blob pointer expression `b`: either the
 // canonical empty blob (size 0, null p, not owned) or any non-null buffer
 // (owned or wrapped, possibly of size 0).

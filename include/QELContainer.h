@@ -4,7 +4,6 @@
 
 #include <cstddef>
 
-#include "QELAssert.h"
 #include "QELTypes.h"
 
 // Opaque item and key types: containers hold and pass only pointers to them.

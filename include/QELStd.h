@@ -4,7 +4,6 @@
 
 #include "QELTypes.h"
 #include "QELVersion.h"
-#include "QELAssert.h"
 #include "QELString.h"
 #include "QELEncoding.h"
 #include "QELText.h"

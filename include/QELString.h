@@ -2,25 +2,17 @@
 #ifndef QELSTRING_H
 #define QELSTRING_H
 
-// The invariant below compares the unsigned alloc with the signed len on
-// purpose (a locked string's negative len then fails it). Treated as a system
-// header so that g++ does not warn wherever the macro is expanded; clang
-// still would, hence its pragma.
-#pragma GCC system_header
-#ifdef __clang__
-#pragma clang diagnostic ignored "-Wsign-compare"
-#endif
-
 #include <cstdlib>
 #include <cstring>
 
-#include "QELAssert.h"
 #include "QELTypes.h"
 
 // The class invariant, over any string pointer expression `s`: an empty
 // string has an empty buffer, a non-empty one never points at the shared
 // empty buffer, and an owned block is strictly larger than the text.
-// Meaningful only while the string is unlocked (len is compared unsigned).
+// Meaningful only while the string is unlocked: the unsigned alloc is
+// compared with the signed len on purpose, so that a locked string's negative
+// len fails it (a -Wsign-compare warning wherever the macro is expanded).
 #define QEL_STRING_INVARIANT(s) ( ( ( ((s)->len==0) && ((s)->p[0]=='\0') ) || ( ((s)->len>0) && ((s)->p!=QELString::emptyPtr) ) ) && ( ((s)->alloc==0) || ((s)->alloc>(s)->len) ) )
 
 // A NUL-terminated 8-bit (UTF-8 by convention) string in one of three
@@ -49,12 +41,7 @@ public:
     QELString(long v);
     // Checks the invariant (a string left locked aborts here), then frees an
     // owned block. Deliberately leaves wbuf alone: the UTF-16 cache leaks.
-    ~QELString()
-    {
-        QEL_ASSERT(QEL_STRING_INVARIANT(this));
-        if (alloc != 0)
-            free(p);
-    }
+    ~QELString();
 
     void init(const char* s, int n);
     void init(const uchar* s, int n);

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 
-#include "QELAssert.h"
 #include "QELString.h"
 
 // The element of a translation file that supplied a text; opaque here, only

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 
-#include "QELAssert.h"
 #include "QELString.h"
 #include "QELTextLiteral.h"
 

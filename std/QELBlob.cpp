@@ -7,6 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELBlob.cpp");
+
 // The canonical empty temporary; it owns nothing and is never changed.
 QELTBlob emptyTBlob;
 
@@ -105,6 +109,7 @@ unsigned int blobHashCode(const char* p, unsigned int n)
 
 unsigned int QELGBlob::hashCode() const
 {
+    QEL_OPERATION("unsigned int QELGBlob::hashCode() const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     unsigned int h = 0;
     for (unsigned int i = 0; i < size; i++)
@@ -116,6 +121,7 @@ unsigned int QELGBlob::hashCode() const
 
 QELGBlob& QELGBlob::add(const QELGBlob* const* list)
 {
+    QEL_OPERATION("QELGBlob& QELGBlob::add(const QELGBlob* const*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     unsigned int total = size;
     if (list != NULL) {
@@ -156,6 +162,7 @@ QELGBlob& QELGBlob::add(const QELGBlob* first, ...)
 
 QELGBlob& QELGBlob::add(const char* const* list)
 {
+    QEL_OPERATION("QELGBlob& QELGBlob::add(const char* const*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     unsigned int total = size;
     if (list != NULL) {
@@ -192,6 +199,7 @@ QELGBlob& QELGBlob::add(const char* first, ...)
 
 void QELGBlob::empty()
 {
+    QEL_OPERATION("void QELGBlob::empty()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -203,6 +211,7 @@ void QELGBlob::empty()
 
 unsigned int QELGBlob::setSize(unsigned int n)
 {
+    QEL_OPERATION("unsigned int QELGBlob::setSize(unsigned int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (n == 0) {
         if (!isWrap)
@@ -225,6 +234,7 @@ unsigned int QELGBlob::setSize(unsigned int n)
 
 QELTBlob QELGBlob::mid(unsigned int start, unsigned int count) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::mid(unsigned int, unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (start >= size || count == 0)
         return QELTBlob(emptyTBlob);
@@ -237,6 +247,7 @@ QELTBlob QELGBlob::mid(unsigned int start, unsigned int count) const
 
 QELTBlob QELGBlob::mid(unsigned int start) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::mid(unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (start >= size)
         return QELTBlob(emptyTBlob);
@@ -248,6 +259,7 @@ QELTBlob QELGBlob::mid(unsigned int start) const
 
 QELTBlob QELGBlob::left(unsigned int n) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::left(unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (n == 0)
         return QELTBlob(emptyTBlob);
@@ -259,6 +271,7 @@ QELTBlob QELGBlob::left(unsigned int n) const
 
 QELTBlob QELGBlob::right(unsigned int n) const
 {
+    QEL_OPERATION("QELTBlob QELGBlob::right(unsigned int) const");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (n == 0)
         return QELTBlob(emptyTBlob);
@@ -271,6 +284,7 @@ QELTBlob QELGBlob::right(unsigned int n) const
 
 QELGBlob& QELGBlob::reverse()
 {
+    QEL_OPERATION("QELGBlob& QELGBlob::reverse()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (size == 0)
         return *this;
@@ -294,6 +308,7 @@ QELGBlob& QELGBlob::reverse()
 
 void QELGBlob::wrap(const QELGBlob& s)
 {
+    QEL_OPERATION("void QELGBlob::wrap(const QELGBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     // Wrapping one's own buffer changes nothing (and must not free it).
@@ -309,6 +324,7 @@ void QELGBlob::wrap(const QELGBlob& s)
 
 void QELGBlob::wrap(const char* data, unsigned int n)
 {
+    QEL_OPERATION("void QELGBlob::wrap(const char*, unsigned int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     // Re-wrapping an owned buffer would free it under the view: no change.
     if (!isWrap && data == p)
@@ -323,6 +339,7 @@ void QELGBlob::wrap(const char* data, unsigned int n)
 
 bool QELGBlob::unwrap()
 {
+    QEL_OPERATION("bool QELGBlob::unwrap()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap || p == NULL)
         return false;
@@ -342,6 +359,7 @@ bool QELGBlob::unwrap()
 
 QELBlob::QELBlob(unsigned int n)
 {
+    QEL_OPERATION("QELBlob::QELBlob(unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         size = n;
@@ -352,6 +370,7 @@ QELBlob::QELBlob(unsigned int n)
 
 QELBlob::QELBlob(const char* s)
 {
+    QEL_OPERATION("QELBlob::QELBlob(const char*)");
     if (s != NULL && *s != '\0') {
         size = static_cast<unsigned int>(strlen(s));
         p = static_cast<char*>(malloc(size));
@@ -363,6 +382,7 @@ QELBlob::QELBlob(const char* s)
 
 QELBlob::QELBlob(const char* data, unsigned int n)
 {
+    QEL_OPERATION("QELBlob::QELBlob(const char*, unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         if (data != NULL)
@@ -375,6 +395,7 @@ QELBlob::QELBlob(const char* data, unsigned int n)
 
 QELBlob::QELBlob(char c, unsigned int n)
 {
+    QEL_OPERATION("QELBlob::QELBlob(char, unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         memset(p, c, n);
@@ -386,6 +407,7 @@ QELBlob::QELBlob(char c, unsigned int n)
 
 QELBlob::QELBlob(const QELBlob& s) : QELGBlob()
 {
+    QEL_OPERATION("QELBlob::QELBlob(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (s.size != 0) {
         p = static_cast<char*>(malloc(s.size));
@@ -398,6 +420,7 @@ QELBlob::QELBlob(const QELBlob& s) : QELGBlob()
 
 QELBlob::QELBlob(const QELBlob& s, unsigned int n) : QELGBlob()
 {
+    QEL_OPERATION("QELBlob::QELBlob(const QELBlob&, unsigned int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
@@ -410,6 +433,7 @@ QELBlob::QELBlob(const QELBlob& s, unsigned int n) : QELGBlob()
 
 QELBlob::QELBlob(const QELTBlob& t) : QELGBlob()
 {
+    QEL_OPERATION("QELBlob::QELBlob(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (!t.isWrap) {
         takeOver(this, t);
@@ -424,6 +448,7 @@ QELBlob::QELBlob(const QELTBlob& t) : QELGBlob()
 
 QELBlob::~QELBlob()
 {
+    QEL_OPERATION("QELBlob::~QELBlob()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -431,6 +456,7 @@ QELBlob::~QELBlob()
 
 QELBlob& QELBlob::operator=(const QELBlob& s)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator=(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (p == s.p)
@@ -442,6 +468,7 @@ QELBlob& QELBlob::operator=(const QELBlob& s)
 
 QELBlob& QELBlob::operator=(const char* s)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     assignBytes(this, s, s != NULL ? static_cast<unsigned int>(strlen(s)) : 0);
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
@@ -450,6 +477,7 @@ QELBlob& QELBlob::operator=(const char* s)
 
 QELBlob& QELBlob::operator=(const QELTBlob& t)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator=(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (t.size == 0) {
@@ -467,6 +495,7 @@ QELBlob& QELBlob::operator=(const QELTBlob& t)
 
 QELBlob& QELBlob::operator+=(const QELBlob& right)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator+=(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&right));
     appendBytes(this, right.p, right.size);
@@ -476,6 +505,7 @@ QELBlob& QELBlob::operator+=(const QELBlob& right)
 
 QELBlob& QELBlob::operator+=(const char* s)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator+=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (s != NULL)
         appendBytes(this, s, static_cast<unsigned int>(strlen(s)));
@@ -485,6 +515,7 @@ QELBlob& QELBlob::operator+=(const char* s)
 
 QELBlob& QELBlob::operator+=(const QELTBlob& t)
 {
+    QEL_OPERATION("QELBlob& QELBlob::operator+=(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (t.size != 0) {
@@ -502,6 +533,7 @@ QELBlob& QELBlob::operator+=(const QELTBlob& t)
 
 void QELBlob::add(void* data, int n)
 {
+    QEL_OPERATION("void QELBlob::add(void*, int)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (data != NULL && n > 0)
         appendBytes(this, static_cast<const char*>(data), static_cast<unsigned int>(n));
@@ -512,6 +544,7 @@ void QELBlob::add(void* data, int n)
 
 QELTBlob::QELTBlob(unsigned int n)
 {
+    QEL_OPERATION("QELTBlob::QELTBlob(unsigned int)");
     if (n != 0) {
         p = static_cast<char*>(malloc(n));
         size = n;
@@ -522,6 +555,7 @@ QELTBlob::QELTBlob(unsigned int n)
 
 QELTBlob::QELTBlob(const QELTBlob& t) : QELGBlob()
 {
+    QEL_OPERATION("QELTBlob::QELTBlob(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     takeOver(this, t);
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
@@ -529,6 +563,7 @@ QELTBlob::QELTBlob(const QELTBlob& t) : QELGBlob()
 
 QELTBlob::~QELTBlob()
 {
+    QEL_OPERATION("QELTBlob::~QELTBlob()");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -536,6 +571,7 @@ QELTBlob::~QELTBlob()
 
 QELTBlob& QELTBlob::operator=(const QELBlob& s)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator=(const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s));
     if (!isWrap && p != s.p)
@@ -549,6 +585,7 @@ QELTBlob& QELTBlob::operator=(const QELBlob& s)
 
 QELTBlob& QELTBlob::operator=(const QELTBlob& t)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator=(const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&t));
     if (&t == this)
@@ -562,6 +599,7 @@ QELTBlob& QELTBlob::operator=(const QELTBlob& t)
 
 QELTBlob& QELTBlob::operator=(const char* s)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (!isWrap)
         free(p);
@@ -574,6 +612,7 @@ QELTBlob& QELTBlob::operator=(const char* s)
 
 QELTBlob& QELTBlob::operator+=(const QELGBlob& right)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator+=(const QELGBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&right));
     appendBytes(this, right.p, right.size);
@@ -583,6 +622,7 @@ QELTBlob& QELTBlob::operator+=(const QELGBlob& right)
 
 QELTBlob& QELTBlob::operator+=(const char* s)
 {
+    QEL_OPERATION("QELTBlob& QELTBlob::operator+=(const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(this));
     if (s != NULL)
         appendBytes(this, s, static_cast<unsigned int>(strlen(s)));
@@ -594,6 +634,7 @@ QELTBlob& QELTBlob::operator+=(const char* s)
 
 QELTBlob operator+(const QELBlob& s1, const QELBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELBlob&, const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     unsigned int total = s1.size + s2.size;
@@ -608,6 +649,7 @@ QELTBlob operator+(const QELBlob& s1, const QELBlob& s2)
 
 QELTBlob operator+(const QELBlob& s1, const char* s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELBlob&, const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     unsigned int n = s2 != NULL ? static_cast<unsigned int>(strlen(s2)) : 0;
     unsigned int total = s1.size + n;
@@ -622,6 +664,7 @@ QELTBlob operator+(const QELBlob& s1, const char* s2)
 
 QELTBlob operator+(const char* s1, const QELBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const char*, const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     unsigned int n = s1 != NULL ? static_cast<unsigned int>(strlen(s1)) : 0;
     unsigned int total = n + s2.size;
@@ -636,6 +679,7 @@ QELTBlob operator+(const char* s1, const QELBlob& s2)
 
 QELTBlob operator+(const QELTBlob& s1, const QELBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELTBlob&, const QELBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     // The temporary is grown in place and then handed on.
@@ -648,6 +692,7 @@ QELTBlob operator+(const QELTBlob& s1, const QELBlob& s2)
 
 QELTBlob operator+(const QELTBlob& s1, const QELTBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELTBlob&, const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     QELTBlob& t = const_cast<QELTBlob&>(s1);
@@ -659,6 +704,7 @@ QELTBlob operator+(const QELTBlob& s1, const QELTBlob& s2)
 
 QELTBlob operator+(const QELTBlob& s1, const char* s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELTBlob&, const char*)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QELTBlob& t = const_cast<QELTBlob&>(s1);
     if (s2 != NULL)
@@ -670,6 +716,7 @@ QELTBlob operator+(const QELTBlob& s1, const char* s2)
 
 QELTBlob operator+(const char* s1, const QELTBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const char*, const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     // Deliberate existing behaviour: s1 goes after the temporary's bytes.
     QELTBlob& t = const_cast<QELTBlob&>(s2);
@@ -682,6 +729,7 @@ QELTBlob operator+(const char* s1, const QELTBlob& s2)
 
 QELTBlob operator+(const QELBlob& s1, const QELTBlob& s2)
 {
+    QEL_OPERATION("QELTBlob operator+(const QELBlob&, const QELTBlob&)");
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s1));
     QEL_ASSERT(QEL_BLOB_INVARIANT(&s2));
     QELTBlob& t = const_cast<QELTBlob&>(s2);

@@ -10,6 +10,9 @@
 
 #include "QELConfiguration.h"
 #include "QELEncoding.h"
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELFile.cpp");
 
 namespace {
 
@@ -141,6 +144,7 @@ QELFile::QELFile()
 QELFile::QELFile(const QELString& p)
     : converter(NULL)
 {
+    QEL_OPERATION("QELFile::QELFile(const QELString&)");
     computeAbsolutePath(p);
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
 }
@@ -148,17 +152,20 @@ QELFile::QELFile(const QELString& p)
 QELFile::QELFile(const QELFile& file)
     : path(file.getPath()), converter(NULL)
 {
+    QEL_OPERATION("QELFile::QELFile(const QELFile&)");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
 }
 
 QELFile::~QELFile()
 {
+    QEL_OPERATION("QELFile::~QELFile()");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     delete converter;
 }
 
 QELFile& QELFile::operator=(const QELString& p)
 {
+    QEL_OPERATION("QELFile& QELFile::operator=(const QELString&)");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     computeAbsolutePath(p);
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
@@ -167,6 +174,7 @@ QELFile& QELFile::operator=(const QELString& p)
 
 QELFile& QELFile::operator=(const QELFile& file)
 {
+    QEL_OPERATION("QELFile& QELFile::operator=(const QELFile&)");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     path = file.getPath();
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
@@ -208,6 +216,7 @@ bool QELFile::isRelative() const
 
 QELString QELFile::getName() const
 {
+    QEL_OPERATION("QELString QELFile::getName() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     const char* s = path.p;
     int end = path.len;
@@ -221,6 +230,7 @@ QELString QELFile::getName() const
 
 QELString QELFile::getDirectory() const
 {
+    QEL_OPERATION("QELString QELFile::getDirectory() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     const char* s = path.p;
     int end = path.len;
@@ -235,6 +245,7 @@ QELString QELFile::getDirectory() const
 // (kept).
 QELString QELFile::getFileName() const
 {
+    QEL_OPERATION("QELString QELFile::getFileName() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     QELString name = getName();
     const char* dot = strrchr(name.p, '.');
@@ -245,6 +256,7 @@ QELString QELFile::getFileName() const
 
 QELString QELFile::getFileExtension() const
 {
+    QEL_OPERATION("QELString QELFile::getFileExtension() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     QELString name = getName();
     const char* dot = strrchr(name.p, '.');
@@ -255,6 +267,7 @@ QELString QELFile::getFileExtension() const
 
 bool QELFile::exists() const
 {
+    QEL_OPERATION("bool QELFile::exists() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     unsigned mode;
     long size;
@@ -264,6 +277,7 @@ bool QELFile::exists() const
 // One bit of the mode, not the whole type field: a socket counts (kept).
 bool QELFile::isFile() const
 {
+    QEL_OPERATION("bool QELFile::isFile() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     unsigned mode;
     long size;
@@ -273,6 +287,7 @@ bool QELFile::isFile() const
 // One bit of the mode: a block device counts (kept).
 bool QELFile::isDirectory() const
 {
+    QEL_OPERATION("bool QELFile::isDirectory() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     unsigned mode;
     long size;
@@ -281,6 +296,7 @@ bool QELFile::isDirectory() const
 
 int QELFile::getSize() const
 {
+    QEL_OPERATION("int QELFile::getSize() const");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     unsigned mode;
     long size;
@@ -291,6 +307,7 @@ int QELFile::getSize() const
 
 bool QELFile::open(int mode)
 {
+    QEL_OPERATION("bool QELFile::open(int)");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     if (!stream.is_open()) {
         QELString local = utf8ToLocale(path.p);
@@ -302,6 +319,7 @@ bool QELFile::open(int mode)
 
 bool QELFile::close()
 {
+    QEL_OPERATION("bool QELFile::close()");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     stream.clear();
     if (stream.is_open()) {
@@ -314,6 +332,7 @@ bool QELFile::close()
 
 bool QELFile::remove()
 {
+    QEL_OPERATION("bool QELFile::remove()");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     close();
     QELString local = utf8ToLocale(path.p);
@@ -376,6 +395,7 @@ QELString QELFile::getDataEncoding() const
 // runs of ordinary characters are copied at once.
 QELString QELFile::getFullLine(int flags)
 {
+    QEL_OPERATION("QELString QELFile::getFullLine(int)");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
     const int kind = ((flags & 0x1C) ? 1 : 0) | ((flags & 0x31) ? 2 : 0) |
                      ((flags & 0x20) ? 4 : 0);

@@ -3,9 +3,14 @@
 
 #include <cstdlib>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELHashtable.cpp");
+
 QELHashtable::QELHashtable(int buckets)
     : _QELContainer(), QELContainer(), table(NULL), table_mask(buckets > 0 ? -buckets : -1024)
 {
+    QEL_OPERATION("QELHashtable::QELHashtable(int)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
 }
 
@@ -13,6 +18,7 @@ QELHashtable::QELHashtable(const QELHashtable& other, int buckets)
     : _QELContainer(), QELContainer(), table(NULL),
       table_mask(other.table_mask < 0 ? other.table_mask : ~other.table_mask)
 {
+    QEL_OPERATION("QELHashtable::QELHashtable(const QELHashtable&, int)");
     // The copy always has as many buckets as other: buckets is not consulted.
     (void)buckets;
     size = 0;
@@ -23,6 +29,7 @@ QELHashtable::QELHashtable(const QELHashtable& other, int buckets)
 
 QELHashtable::~QELHashtable()
 {
+    QEL_OPERATION("virtual QELHashtable::~QELHashtable()");
     empty();
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
 }
@@ -38,6 +45,7 @@ void QELHashtable::_addAll(const QELHashtable& other)
 
 QELBoolean QELHashtable::empty()
 {
+    QEL_OPERATION("virtual QELBoolean QELHashtable::empty()");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (table_mask < 0)
         return true;
@@ -69,6 +77,7 @@ void QELHashtable::deleteIterator(QELContainer::Iterator* it) const
 
 QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELContainer::Iterator* where)
 {
+    QEL_OPERATION("virtual QELBoolean QELHashtable::add(const QELContainerItem*, bool, QELContainer::Iterator*)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (table_mask < 0) {
         // The smallest power of two not below the request, at least 2.
@@ -110,6 +119,7 @@ QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELConta
 
 QELBoolean QELHashtable::contains(const QELContainerItem* item, QELContainer::Iterator* where) const
 {
+    QEL_OPERATION("virtual QELBoolean QELHashtable::contains(const QELContainerItem*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (size == 0)
         return false;
@@ -130,6 +140,7 @@ QELBoolean QELHashtable::contains(const QELContainerItem* item, QELContainer::It
 
 QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -150,6 +161,7 @@ QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContain
 
 QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::findLast(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -177,6 +189,7 @@ QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContaine
 
 QELContainerItem* QELHashtable::remove(QELContainer::Iterator* where)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::remove(QELContainer::Iterator*)");
     if (where == NULL || where->container != this)
         return NULL;
     Iterator* it = static_cast<Iterator*>(where);
@@ -229,6 +242,7 @@ QELContainerItem* QELHashtable::remove(QELContainer::Iterator* where)
 
 QELHashtable& QELHashtable::operator=(const QELHashtable& other)
 {
+    QEL_OPERATION("virtual QELHashtable& QELHashtable::operator=(const QELHashtable&)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     if (&other == this)
@@ -244,6 +258,7 @@ QELHashtable& QELHashtable::operator=(const QELHashtable& other)
 
 QELBoolean QELHashtable::operator==(const QELHashtable& other) const
 {
+    QEL_OPERATION("virtual QELBoolean QELHashtable::operator==(const QELHashtable&) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     if (size != other.size)
@@ -264,6 +279,7 @@ QELBoolean QELHashtable::operator!=(const QELHashtable& other) const
 
 QELBoolean QELHashtable::resize(int buckets)
 {
+    QEL_OPERATION("virtual QELBoolean QELHashtable::resize(int)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (buckets < 1)
         return false;
@@ -301,12 +317,14 @@ QELHashtable::Iterator::Iterator()
 QELHashtable::Iterator::Iterator(const QELHashtable& t, bool first)
     : QELContainer::Iterator(&t), element(NULL), index(t.size > 0 ? (first ? -2 : -3) : -1)
 {
+    QEL_OPERATION("QELHashtable::Iterator::Iterator(const QELHashtable&, bool)");
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
 }
 
 QELHashtable::Iterator::Iterator(const Iterator& other)
     : QELContainer::Iterator(other.container), element(other.element), index(other.index)
 {
+    QEL_OPERATION("QELHashtable::Iterator::Iterator(const QELHashtable::Iterator&)");
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
 }
 
@@ -344,6 +362,7 @@ QELContainerItem* QELHashtable::Iterator::operator*() const
 
 QELContainerItem* QELHashtable::Iterator::get() const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::get() const");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -355,6 +374,7 @@ QELContainerItem* QELHashtable::Iterator::get() const
 
 QELContainerItem* QELHashtable::Iterator::moveToFirst()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::moveToFirst()");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -365,6 +385,7 @@ QELContainerItem* QELHashtable::Iterator::moveToFirst()
 
 QELContainerItem* QELHashtable::Iterator::moveToLast()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::moveToLast()");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -375,6 +396,7 @@ QELContainerItem* QELHashtable::Iterator::moveToLast()
 
 QELContainerItem* QELHashtable::Iterator::moveTo(QELHashtable& t, bool first)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::moveTo(QELHashtable&, bool)");
     container = &t;
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&t));
     if (!_moveTo(first ? -2 : -3))
@@ -384,6 +406,7 @@ QELContainerItem* QELHashtable::Iterator::moveTo(QELHashtable& t, bool first)
 
 QELContainerItem* QELHashtable::Iterator::next(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::next(int)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -418,6 +441,7 @@ QELContainerItem* QELHashtable::Iterator::next(int count)
 
 QELContainerItem* QELHashtable::Iterator::previous(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::previous(int)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -452,6 +476,7 @@ QELContainerItem* QELHashtable::Iterator::previous(int count)
 
 QELContainerItem* QELHashtable::Iterator::findFirst(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::findFirst(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -461,6 +486,7 @@ QELContainerItem* QELHashtable::Iterator::findFirst(const QELContainerKey* key)
 
 QELContainerItem* QELHashtable::Iterator::findLast(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::findLast(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -469,6 +495,7 @@ QELContainerItem* QELHashtable::Iterator::findLast(const QELContainerKey* key)
 
 QELContainerItem* QELHashtable::Iterator::findNext(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::findNext(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -486,6 +513,7 @@ QELContainerItem* QELHashtable::Iterator::findNext(const QELContainerKey* key)
 
 QELContainerItem* QELHashtable::Iterator::findPrevious(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELHashtable::Iterator::findPrevious(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -508,6 +536,7 @@ QELContainerItem* QELHashtable::Iterator::findPrevious(const QELContainerKey* ke
 
 QELBoolean QELHashtable::Iterator::operator==(const Iterator& other) const
 {
+    QEL_OPERATION("virtual QELBoolean QELHashtable::Iterator::operator==(const QELHashtable::Iterator&) const");
     if (container == NULL || other.container == NULL || container != other.container)
         return false;
     QEL_ASSERT(QEL_HASHTABLE_ITERATOR_INVARIANT(this));
@@ -526,6 +555,7 @@ QELBoolean QELHashtable::Iterator::operator!=(const Iterator& other) const
 
 QELHashtable::Iterator& QELHashtable::Iterator::operator=(const Iterator& other)
 {
+    QEL_OPERATION("virtual QELHashtable::Iterator& QELHashtable::Iterator::operator=(const QELHashtable::Iterator&)");
     container = other.container;
     element = other.element;
     index = other.index;

@@ -1,5 +1,8 @@
 // QELMessage: message templates and the counting of their markers.
 #include "QELMessage.h"
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELMessage.cpp");
 
 QELMessage::QELMessage()
     : QELString(), argumentCount(-1)
@@ -24,6 +27,7 @@ void QELMessage::operator=(const char* text)
 
 int QELMessage::countArguments(const char* text)
 {
+    QEL_OPERATION("int QELMessage::countArguments(const char*)");
     int count = 0;
     if (text == NULL)
         return 0;

@@ -1,5 +1,8 @@
 // QELRBTree: the red-black tree of item pointers and its iterator.
 #include "QELRBTree.h"
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELRBTree.cpp");
 
 // Colour changes keep the parent address in the same word.
 static inline void setRed(QELRBTreeNode* n)
@@ -31,6 +34,7 @@ static inline QELRBTreeNode* newNode(const QELContainerItem* item, QELRBTreeNode
 QELRBTree::QELRBTree()
     : _QELContainer(), QELContainer()
 {
+    QEL_OPERATION("QELRBTree::QELRBTree()");
     QELRBTreeNode* nil = new QELRBTreeNode;
     nil->left = nil;
     nil->right = nil;
@@ -44,6 +48,7 @@ QELRBTree::QELRBTree()
 QELRBTree::QELRBTree(const QELRBTree& other)
     : _QELContainer(), QELContainer()
 {
+    QEL_OPERATION("QELRBTree::QELRBTree(const QELRBTree&)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
     QELRBTreeNode* nil = new QELRBTreeNode;
     nil->left = nil;
@@ -83,6 +88,7 @@ QELRBTreeNode* QELRBTree::_duplicateNode(const QELRBTreeNode* node, const QELRBT
 
 void QELRBTree::_deleteNode(QELRBTreeNode* node, QELRBTreeNode* sentinel)
 {
+    QEL_OPERATION("void QELRBTree::_deleteNode(QELRBTreeNode*, QELRBTreeNode*)");
     QEL_ASSERT(QEL_RBTREE_NODE_INVARIANT(this, node));
     if (node->left != sentinel)
         _deleteNode(node->left, sentinel);
@@ -93,6 +99,7 @@ void QELRBTree::_deleteNode(QELRBTreeNode* node, QELRBTreeNode* sentinel)
 
 QELBoolean QELRBTree::empty()
 {
+    QEL_OPERATION("virtual QELBoolean QELRBTree::empty()");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QELRBTreeNode* nil = sentinel();
     if (_root != nil) {
@@ -159,6 +166,7 @@ QELContainerItem* QELRBTree::findFirst(const QELContainerKey* key, QELContainer:
 
 QELContainerItem* QELRBTree::remove(QELContainer::Iterator* where)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::remove(QELContainer::Iterator*)");
     if (where == NULL || where->container != this)
         return NULL;
     Iterator* it = static_cast<Iterator*>(where);
@@ -175,6 +183,7 @@ QELContainerItem* QELRBTree::remove(QELContainer::Iterator* where)
 
 QELRBTree& QELRBTree::operator=(const QELRBTree& other)
 {
+    QEL_OPERATION("virtual QELRBTree& QELRBTree::operator=(const QELRBTree&)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
     if (&other == this)
@@ -195,6 +204,7 @@ QELRBTree& QELRBTree::operator=(const QELRBTree& other)
 
 QELBoolean QELRBTree::operator==(const QELRBTree& other) const
 {
+    QEL_OPERATION("virtual QELBoolean QELRBTree::operator==(const QELRBTree&) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
     if (size != other.size)
@@ -221,6 +231,7 @@ QELBoolean QELRBTree::operator!=(const QELRBTree& other) const
 
 QELRBTreeNode* QELRBTree::addNode(const QELContainerItem* item, bool unique)
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::addNode(const QELContainerItem*, bool)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (item == NULL)
         return NULL;
@@ -355,6 +366,7 @@ void QELRBTree::_addFixup(QELRBTreeNode* node, QELRBTreeNode* parent)
 
 QELContainerItem* QELRBTree::removeNode(QELRBTreeNode* z)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::removeNode(QELRBTreeNode*)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QEL_ASSERT(QEL_RBTREE_NODE_INVARIANT(this, z));
     QELRBTreeNode* nil = sentinel();
@@ -486,6 +498,7 @@ void QELRBTree::_removeFixup(QELRBTreeNode* header, QELRBTreeNode* node)
 
 QELRBTreeNode* QELRBTree::firstNode() const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::firstNode() const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -494,6 +507,7 @@ QELRBTreeNode* QELRBTree::firstNode() const
 
 QELRBTreeNode* QELRBTree::lastNode() const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::lastNode() const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -547,6 +561,7 @@ QELRBTreeNode* QELRBTree::previousNode(const QELRBTreeNode* n) const
 
 QELRBTreeNode* QELRBTree::getNode(const QELContainerItem* item) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::getNode(const QELContainerItem*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (item == NULL || size == 0)
         return NULL;
@@ -569,6 +584,7 @@ QELRBTreeNode* QELRBTree::getNode(const QELContainerItem* item) const
 
 QELRBTreeNode* QELRBTree::findFirstNode(const QELContainerKey* key) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findFirstNode(const QELContainerKey*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -600,6 +616,7 @@ QELRBTreeNode* QELRBTree::findFirstNode(const QELContainerKey* key) const
 
 QELRBTreeNode* QELRBTree::findLastNode(const QELContainerKey* key) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findLastNode(const QELContainerKey*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -631,6 +648,7 @@ QELRBTreeNode* QELRBTree::findLastNode(const QELContainerKey* key) const
 
 QELRBTreeNode* QELRBTree::findNextNode(const QELContainerKey* key, const QELRBTreeNode* n) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findNextNode(const QELContainerKey*, const QELRBTreeNode*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QELRBTreeNode* m = nextNode(n);
     if (m != NULL && compare2Key(m->data, key) == 0)
@@ -640,6 +658,7 @@ QELRBTreeNode* QELRBTree::findNextNode(const QELContainerKey* key, const QELRBTr
 
 QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey* key, const QELRBTreeNode* n) const
 {
+    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey*, const QELRBTreeNode*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QELRBTreeNode* m = previousNode(n);
     if (m != NULL && compare2Key(m->data, key) == 0)
@@ -657,6 +676,7 @@ QELRBTree::Iterator::Iterator()
 QELRBTree::Iterator::Iterator(const QELRBTree& t, bool first)
     : QELContainer::Iterator(&t), node(NULL)
 {
+    QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree&, bool)");
     if (t.size != 0)
         node = first ? t._first : t.lastNode();
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -665,17 +685,20 @@ QELRBTree::Iterator::Iterator(const QELRBTree& t, bool first)
 QELRBTree::Iterator::Iterator(const QELRBTree& t, const QELRBTreeNode& n)
     : QELContainer::Iterator(&t), node(const_cast<QELRBTreeNode*>(&n))
 {
+    QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree&, const QELRBTreeNode&)");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
 }
 
 QELRBTree::Iterator::Iterator(const Iterator& other)
     : QELContainer::Iterator(other.container), node(other.node)
 {
+    QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree::Iterator&)");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
 }
 
 QELContainerItem* QELRBTree::Iterator::operator*() const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::operator*() const");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
     if (container == NULL || node == NULL)
         return NULL;
@@ -684,6 +707,7 @@ QELContainerItem* QELRBTree::Iterator::operator*() const
 
 QELContainerItem* QELRBTree::Iterator::get() const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::get() const");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
     if (container == NULL || node == NULL)
         return NULL;
@@ -692,6 +716,7 @@ QELContainerItem* QELRBTree::Iterator::get() const
 
 QELContainerItem* QELRBTree::Iterator::moveToFirst()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::moveToFirst()");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -701,6 +726,7 @@ QELContainerItem* QELRBTree::Iterator::moveToFirst()
 
 QELContainerItem* QELRBTree::Iterator::moveToLast()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::moveToLast()");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -710,6 +736,7 @@ QELContainerItem* QELRBTree::Iterator::moveToLast()
 
 QELContainerItem* QELRBTree::Iterator::moveTo(QELRBTree& t, bool first)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::moveTo(QELRBTree&, bool)");
     container = &t;
     node = NULL;
     if (t.size != 0)
@@ -720,6 +747,7 @@ QELContainerItem* QELRBTree::Iterator::moveTo(QELRBTree& t, bool first)
 
 QELContainerItem* QELRBTree::Iterator::next(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::next(int)");
     if (container == NULL || node == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -740,6 +768,7 @@ QELContainerItem* QELRBTree::Iterator::next(int count)
 
 QELContainerItem* QELRBTree::Iterator::previous(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::previous(int)");
     if (container == NULL || node == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -759,6 +788,7 @@ QELContainerItem* QELRBTree::Iterator::previous(int count)
 
 QELContainerItem* QELRBTree::Iterator::findFirst(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findFirst(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -771,6 +801,7 @@ QELContainerItem* QELRBTree::Iterator::findFirst(const QELContainerKey* key)
 
 QELContainerItem* QELRBTree::Iterator::findLast(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findLast(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -783,6 +814,7 @@ QELContainerItem* QELRBTree::Iterator::findLast(const QELContainerKey* key)
 
 QELContainerItem* QELRBTree::Iterator::findNext(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findNext(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -795,6 +827,7 @@ QELContainerItem* QELRBTree::Iterator::findNext(const QELContainerKey* key)
 
 QELContainerItem* QELRBTree::Iterator::findPrevious(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELRBTree::Iterator::findPrevious(const QELContainerKey*)");
     if (container == NULL)
         return NULL;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -807,6 +840,7 @@ QELContainerItem* QELRBTree::Iterator::findPrevious(const QELContainerKey* key)
 
 QELBoolean QELRBTree::Iterator::operator==(const Iterator& other) const
 {
+    QEL_OPERATION("virtual QELBoolean QELRBTree::Iterator::operator==(const QELRBTree::Iterator&) const");
     if (container == NULL || container != other.container)
         return false;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
@@ -821,6 +855,7 @@ QELBoolean QELRBTree::Iterator::operator!=(const Iterator& other) const
 
 QELRBTree::Iterator& QELRBTree::Iterator::operator=(const Iterator& other)
 {
+    QEL_OPERATION("virtual QELRBTree::Iterator& QELRBTree::Iterator::operator=(const QELRBTree::Iterator&)");
     container = other.container;
     node = other.node;
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));

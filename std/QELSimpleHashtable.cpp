@@ -5,6 +5,10 @@
 #include <new>
 #include <strings.h>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELSimpleHashtable.cpp");
+
 // ------------------------------------------------------------------- Nodes
 
 QELSimpleHashtableNode::~QELSimpleHashtableNode()
@@ -72,6 +76,7 @@ QELSimpleHashtable::~QELSimpleHashtable()
 
 QELBoolean QELSimpleHashtable::empty()
 {
+    QEL_OPERATION("virtual QELBoolean QELSimpleHashtable::empty()");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (size > 0) {
         for (int b = 0; b <= table_mask; b++)
@@ -192,6 +197,7 @@ QELSimpleStringHashtable::QELSimpleStringHashtable(bool ignoreCase, bool replace
 QELSimpleStringHashtable::QELSimpleStringHashtable(const QELSimpleStringHashtable& other)
     : _QELContainer(), QELSimpleHashtable(other.replace, other.bucketCount()), ignoreCase(other.ignoreCase)
 {
+    QEL_OPERATION("QELSimpleStringHashtable::QELSimpleStringHashtable(const QELSimpleStringHashtable&)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     if (other.size == 0)
         return;
@@ -213,6 +219,7 @@ QELSimpleStringHashtable& QELSimpleStringHashtable::operator=(const QELSimpleStr
 
 QELHashtable& QELSimpleStringHashtable::operator=(const QELHashtable& other)
 {
+    QEL_OPERATION("virtual QELHashtable& QELSimpleStringHashtable::operator=(const QELHashtable&)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     if (&other == this)
@@ -301,6 +308,7 @@ QELSimpleLongHashtable::QELSimpleLongHashtable(bool replace, int buckets)
 QELSimpleLongHashtable::QELSimpleLongHashtable(const QELSimpleLongHashtable& other)
     : _QELContainer(), QELSimpleHashtable(other.replace, other.bucketCount())
 {
+    QEL_OPERATION("QELSimpleLongHashtable::QELSimpleLongHashtable(const QELSimpleLongHashtable&)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     if (other.size == 0)
         return;
@@ -321,6 +329,7 @@ QELSimpleLongHashtable& QELSimpleLongHashtable::operator=(const QELSimpleLongHas
 
 QELHashtable& QELSimpleLongHashtable::operator=(const QELHashtable& other)
 {
+    QEL_OPERATION("virtual QELHashtable& QELSimpleLongHashtable::operator=(const QELHashtable&)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     if (&other == this)

@@ -14,6 +14,10 @@
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELString.cpp");
+
 // The one-byte terminator shared by every empty string. Constant-initialised
 // so that static initialisers of other files may build strings at any time.
 static char qelEmptyBuffer[1] = { '\0' };
@@ -88,6 +92,7 @@ QELString::QELString(const uchar* s, int n)
 
 QELString::QELString(const QELString& s)
 {
+    QEL_OPERATION("QELString::QELString(const QELString&)");
     wbuf = NULL;
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     if (s.len == 0) {
@@ -106,6 +111,7 @@ QELString::QELString(const QELString& s)
 
 QELString::QELString(char c)
 {
+    QEL_OPERATION("QELString::QELString(char)");
     wbuf = NULL;
     p = static_cast<char*>(malloc(2));
     p[0] = c;
@@ -117,6 +123,7 @@ QELString::QELString(char c)
 
 QELString::QELString(int v)
 {
+    QEL_OPERATION("QELString::QELString(int)");
     wbuf = NULL;
     alloc = 12;
     p = static_cast<char*>(malloc(alloc));
@@ -126,6 +133,7 @@ QELString::QELString(int v)
 
 QELString::QELString(long v)
 {
+    QEL_OPERATION("QELString::QELString(long int)");
     wbuf = NULL;
     alloc = 21;
     p = static_cast<char*>(malloc(alloc));
@@ -135,8 +143,19 @@ QELString::QELString(long v)
 
 // A null `s` gives the empty string; a negative `n` takes strlen(s). An `n`
 // that runs past a NUL of `s` is kept as the length (callers pass counts).
+// Out of line so that the check is compiled into the library, whatever
+// NDEBUG the including program defines.
+QELString::~QELString()
+{
+    QEL_OPERATION("QELString::~QELString()");
+    QEL_ASSERT(QEL_STRING_INVARIANT(this));
+    if (alloc != 0)
+        free(p);
+}
+
 void QELString::init(const char* s, int n)
 {
+    QEL_OPERATION("void QELString::init(const char*, int)");
     size_t l;
     if (s == NULL)
         l = 0;
@@ -165,6 +184,7 @@ void QELString::init(const char* s, int n)
 // which is kept at that size.
 void QELString::init(const uchar* s, int n)
 {
+    QEL_OPERATION("void QELString::init(const uchar*, int)");
     int32_t l;
     if (s == NULL)
         l = 0;
@@ -197,6 +217,7 @@ void QELString::init(const uchar* s, int n)
 // No change at all when both already share one buffer; the block never shrinks.
 void QELString::operator=(const QELString& s)
 {
+    QEL_OPERATION("void QELString::operator=(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (p == s.p)
@@ -223,6 +244,7 @@ void QELString::operator=(const QELString& s)
 // An empty `right` changes nothing; otherwise grows to exactly the sum + 1.
 const QELString& QELString::operator+=(const QELString& right)
 {
+    QEL_OPERATION("const QELString& QELString::operator+=(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     QEL_ASSERT(QEL_STRING_INVARIANT(&right));
     if (right.len != 0) {
@@ -248,6 +270,7 @@ const QELString& QELString::operator+=(const QELString& right)
 // owns exactly total + 1 bytes.
 QELString operator+(const QELString& s1, const QELString& s2)
 {
+    QEL_OPERATION("QELString operator+(const QELString&, const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(&s1));
     QEL_ASSERT(QEL_STRING_INVARIANT(&s2));
     unsigned int n1 = static_cast<unsigned int>(s1.len);
@@ -270,6 +293,7 @@ QELString operator+(const QELString& s1, const QELString& s2)
 // advances len only to the first NUL among them. A null `s` changes nothing.
 QELString& QELString::append(const char* s, int n)
 {
+    QEL_OPERATION("QELString& QELString::append(const char*, int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (s != NULL) {
         if (n < 1) {
@@ -308,6 +332,7 @@ QELString& QELString::append(const char* s, int n)
 // A NUL changes nothing.
 QELString& QELString::append(char c)
 {
+    QEL_OPERATION("QELString& QELString::append(char)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (c != '\0') {
         if (alloc <= static_cast<unsigned int>(len) + 1)
@@ -324,6 +349,7 @@ QELString& QELString::append(char c)
 // unowned string its own block, as any growth check that fires does.
 QELString& QELString::append(char c, int count)
 {
+    QEL_OPERATION("QELString& QELString::append(char, int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (c != '\0' && count >= 0) {
         unsigned int uc = static_cast<unsigned int>(count);
@@ -341,6 +367,7 @@ QELString& QELString::append(char c, int count)
 // own block, even for an empty list.
 QELString& QELString::add(const QELString* const* list)
 {
+    QEL_OPERATION("QELString& QELString::add(const QELString* const*)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int total = static_cast<unsigned int>(len);
     for (const QELString* const* s = list; *s != NULL; s++) {
@@ -379,6 +406,7 @@ QELString& QELString::add(const QELString* first, ...)
 // points into this string's own block copies the text it had at the call.
 QELString& QELString::add(const char* const* list)
 {
+    QEL_OPERATION("QELString& QELString::add(const char* const*)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t count = 0;
     while (list[count] != NULL)
@@ -426,6 +454,7 @@ QELString& QELString::add(const char* first, ...)
 // An owned block is kept; an unowned string goes back to emptyPtr.
 void QELString::empty()
 {
+    QEL_OPERATION("void QELString::empty()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     len = 0;
     if (alloc != 0)
@@ -438,6 +467,7 @@ void QELString::empty()
 // Sizes the block to exactly max(n, len) + 1 bytes, shrinking or growing.
 unsigned int QELString::resize(unsigned int n)
 {
+    QEL_OPERATION("unsigned int QELString::resize(unsigned int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int target = n > static_cast<unsigned int>(len) ? n : static_cast<unsigned int>(len);
     unsigned int size = target + 1;
@@ -450,6 +480,7 @@ unsigned int QELString::resize(unsigned int n)
 // Nested locks count down in len; an unowned buffer is copied first.
 char* QELString::lock()
 {
+    QEL_OPERATION("char* QELString::lock()");
     if (len < 0) {
         len--;
         return p;
@@ -465,6 +496,7 @@ char* QELString::lock()
 // last level is released, or at once for every level when `recompute`.
 bool QELString::unlock(bool recompute)
 {
+    QEL_OPERATION("bool QELString::unlock(bool)");
     if (len >= 0)
         return false;
     len++;
@@ -478,6 +510,7 @@ bool QELString::unlock(bool recompute)
 // Wrapping a string that already shares this buffer changes nothing.
 void QELString::wrap(const QELString& s)
 {
+    QEL_OPERATION("void QELString::wrap(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
     if (p != s.p) {
@@ -493,6 +526,7 @@ void QELString::wrap(const QELString& s)
 // A null `s` gives the shared empty string.
 void QELString::wrap(const char* s)
 {
+    QEL_OPERATION("void QELString::wrap(const char*)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (s == NULL)
         s = emptyPtr;
@@ -509,6 +543,7 @@ void QELString::wrap(const char* s)
 // Returns false when the buffer is already owned.
 bool QELString::unwrap(unsigned int extra)
 {
+    QEL_OPERATION("bool QELString::unwrap(unsigned int)");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (alloc != 0)
         return false;
@@ -670,6 +705,7 @@ __attribute__((always_inline)) static inline unsigned int qelHashText(const char
 // Adds the field len (not the scanned count).
 unsigned int QELString::hashCode() const
 {
+    QEL_OPERATION("unsigned int QELString::hashCode() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t count;
     return qelHashText(p, static_cast<size_t>(len), &count) + static_cast<unsigned int>(len);
@@ -691,6 +727,7 @@ unsigned int stringHashCode(const char* s)
 
 QELString QELString::mid(unsigned int start, unsigned int count) const
 {
+    QEL_OPERATION("QELString QELString::mid(unsigned int, unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     QELString t;
@@ -702,6 +739,7 @@ QELString QELString::mid(unsigned int start, unsigned int count) const
 
 QELString QELString::mid(unsigned int start) const
 {
+    QEL_OPERATION("QELString QELString::mid(unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     QELString t;
@@ -713,6 +751,7 @@ QELString QELString::mid(unsigned int start) const
 
 QELString QELString::left(unsigned int n) const
 {
+    QEL_OPERATION("QELString QELString::left(unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     unsigned int m = n < l ? n : l;
@@ -725,6 +764,7 @@ QELString QELString::left(unsigned int n) const
 
 QELString QELString::right(unsigned int n) const
 {
+    QEL_OPERATION("QELString QELString::right(unsigned int) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     unsigned int l = static_cast<unsigned int>(len);
     unsigned int m = n < l ? n : l;
@@ -761,6 +801,7 @@ static inline void qelRewrite(QELString& s, F f)
 
 QELString& QELString::toLower()
 {
+    QEL_OPERATION("QELString& QELString::toLower()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (len != 0) {
 #ifdef __GLIBC__
@@ -777,6 +818,7 @@ QELString& QELString::toLower()
 
 QELString& QELString::toUpper()
 {
+    QEL_OPERATION("QELString& QELString::toUpper()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (len != 0) {
 #ifdef __GLIBC__
@@ -792,6 +834,7 @@ QELString& QELString::toUpper()
 
 QELString& QELString::toAscii()
 {
+    QEL_OPERATION("QELString& QELString::toAscii()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (len != 0)
         qelRewrite(*this, [](int c) { return c & 0x7f; });
@@ -802,6 +845,7 @@ QELString& QELString::toAscii()
 // Byte-wise: multi-byte UTF-8 sequences come out reversed too (intended).
 QELString& QELString::reverse()
 {
+    QEL_OPERATION("QELString& QELString::reverse()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = static_cast<size_t>(len);
     if (n != 0) {
@@ -842,6 +886,7 @@ static inline char* qelReserve(QELString& t, size_t n)
 // Line feed -> \n, carriage return -> \r, " -> \", \ -> \\.
 QELString QELString::escapeChars() const
 {
+    QEL_OPERATION("QELString QELString::escapeChars() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = 0, extra = 0;
     for (; p[n] != '\0'; n++) {
@@ -869,6 +914,7 @@ QELString QELString::escapeChars() const
 // `esc` before every `c`, and before every `esc` too when escapeEsc.
 QELString QELString::escapeChar(char c, char esc, bool escapeEsc) const
 {
+    QEL_OPERATION("QELString QELString::escapeChar(char, char, bool) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = 0, extra = 0;
     for (; p[n] != '\0'; n++) {
@@ -892,6 +938,7 @@ QELString QELString::escapeChar(char c, char esc, bool escapeEsc) const
 // trailing lone `esc` is kept.
 QELString QELString::unescapeChar(char esc) const
 {
+    QEL_OPERATION("QELString QELString::unescapeChar(char) const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     size_t n = 0, dropped = 0;
     for (; p[n] != '\0'; n++) {
@@ -917,6 +964,7 @@ QELString QELString::unescapeChar(char esc) const
 // deliberately, every byte from 0x80 to 0xFF ("café" trims to "caf").
 QELString QELString::trim() const
 {
+    QEL_OPERATION("QELString QELString::trim() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     const char* s = p;
     while (*s != '\0' && static_cast<signed char>(*s) < 33)
@@ -936,6 +984,7 @@ QELString QELString::trim() const
 // Trims only spaces (32).
 QELString QELString::trimSpaces() const
 {
+    QEL_OPERATION("QELString QELString::trimSpaces() const");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     const char* s = p;
     while (*s == ' ')
@@ -955,6 +1004,7 @@ QELString QELString::trimSpaces() const
 // UTF-16 view: replaces the cache with (units + 1) 16-bit units, terminated.
 const unsigned short* QELString::wchars()
 {
+    QEL_OPERATION("const short unsigned int* QELString::wchars()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (wbuf != NULL)
         free(wbuf);

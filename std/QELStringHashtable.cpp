@@ -3,6 +3,10 @@
 
 #include <cstring>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELStringHashtable.cpp");
+
 static inline const QELString* stringOf(const QELContainerItem* item)
 {
     return reinterpret_cast<const QELString*>(item);
@@ -21,6 +25,7 @@ QELStringHashtable::QELStringHashtable(int buckets)
 QELStringHashtable::QELStringHashtable(const QELStringHashtable& other)
     : _QELContainer(), QELHashtable(other.bucketCount())
 {
+    QEL_OPERATION("QELStringHashtable::QELStringHashtable(const QELStringHashtable&)");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     _addAll(other);
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));

@@ -4,22 +4,29 @@
 
 #include <cstring>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELTextLiteral.cpp");
+
 // ---------------------------------------------------------------------------
 // QELTextLiteral
 
 QELTextLiteral::QELTextLiteral(const QELString& id, const QELString& text)
     : id(id), text(text)
 {
+    QEL_OPERATION("QELTextLiteral::QELTextLiteral(const QELString&, const QELString&)");
     QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
 }
 
 QELTextLiteral::~QELTextLiteral()
 {
+    QEL_OPERATION("virtual QELTextLiteral::~QELTextLiteral()");
     QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
 }
 
 void QELTextLiteral::update(const QELString& text, const QELDOMElement* element)
 {
+    QEL_OPERATION("virtual void QELTextLiteral::update(const QELString&, const QELDOMElement*)");
     (void)element;
     QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
     if (text.len > 0)
@@ -37,6 +44,7 @@ QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELString& id, co
       parameterCount(0),
       maxParameterNumber(-1)
 {
+    QEL_OPERATION("QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELString&, const QELString&)");
     preprocessParameters(false);
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
 }
@@ -49,6 +57,7 @@ QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELParameterizedT
       parameterCount(0),
       maxParameterNumber(-1)
 {
+    QEL_OPERATION("QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELParameterizedTextLiteral&)");
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT((&other)));
     preprocessParameters(false);
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
@@ -56,6 +65,7 @@ QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELParameterizedT
 
 QELParameterizedTextLiteral& QELParameterizedTextLiteral::operator=(const QELParameterizedTextLiteral& other)
 {
+    QEL_OPERATION("QELParameterizedTextLiteral& QELParameterizedTextLiteral::operator=(const QELParameterizedTextLiteral&)");
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT((&other)));
     if (this != &other) {
@@ -74,6 +84,7 @@ QELParameterizedTextLiteral& QELParameterizedTextLiteral::operator=(const QELPar
 
 QELParameterizedTextLiteral::~QELParameterizedTextLiteral()
 {
+    QEL_OPERATION("virtual QELParameterizedTextLiteral::~QELParameterizedTextLiteral()");
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
     delete[] preprocessedTextTokens;
     delete[] preprocessedParameterSequenceTokens;
@@ -81,6 +92,7 @@ QELParameterizedTextLiteral::~QELParameterizedTextLiteral()
 
 void QELParameterizedTextLiteral::update(const QELString& text, const QELDOMElement* element)
 {
+    QEL_OPERATION("virtual void QELParameterizedTextLiteral::update(const QELString&, const QELDOMElement*)");
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
     QELTextLiteral::update(text, element);
     if (text.len > 0) {
@@ -154,6 +166,7 @@ void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
 
 void* QELParameterizedTextLiteral::prapareForParameters() const
 {
+    QEL_OPERATION("void* QELParameterizedTextLiteral::prapareForParameters() const");
     QEL_ASSERT(parameterCount > 0);
     QEL_ASSERT(preprocessedTextTokens != NULL);
     QEL_ASSERT(preprocessedParameterSequenceTokens != NULL);
@@ -168,6 +181,7 @@ void QELParameterizedTextLiteral::setParameterValue(void* values, int index, con
 
 QELString QELParameterizedTextLiteral::createParametrizedText(void* values) const
 {
+    QEL_OPERATION("QELString QELParameterizedTextLiteral::createParametrizedText(void*) const");
     QEL_ASSERT(parameterCount > 0);
     QEL_ASSERT(preprocessedTextTokens != NULL);
     QEL_ASSERT(preprocessedParameterSequenceTokens != NULL);
@@ -213,17 +227,20 @@ QELString QELParameterizedTextLiteral::createParametrizedText(void* values) cons
 QELMessageLiteral::QELMessageLiteral(const QELString& id, const QELString& text, const QELString& levelName)
     : QELParameterizedTextLiteral(id, text), levelName(levelName), level(0), additionalText()
 {
+    QEL_OPERATION("QELMessageLiteral::QELMessageLiteral(const QELString&, const QELString&, const QELString&)");
     initLevel();
     QEL_ASSERT(QEL_MESSAGE_LITERAL_INVARIANT(this));
 }
 
 QELMessageLiteral::~QELMessageLiteral()
 {
+    QEL_OPERATION("virtual QELMessageLiteral::~QELMessageLiteral()");
     QEL_ASSERT(QEL_MESSAGE_LITERAL_INVARIANT(this));
 }
 
 void QELMessageLiteral::initLevel()
 {
+    QEL_OPERATION("void QELMessageLiteral::initLevel()");
     static const char* const levelWords[] = {"FATAL", "ERROR", "WARNING", "STATUS", "INFO", "DEBUG"};
     level = 0;
     for (int i = 0; i < 6; ++i) {

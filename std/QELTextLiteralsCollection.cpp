@@ -7,7 +7,11 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+#include "QELCompanionLibrary.h"
 #include "QELConfiguration.h"
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELTextLiteralsCollection.cpp");
 
 QELString QELTextLiteralsCollection::translationsPath;
 QELString QELTextLiteralsCollection::applicationLocale;
@@ -41,33 +45,9 @@ static bool fileExists(const QELString& fileName)
     return stat(fileName.p, &status) == 0;
 }
 
-// The companion library, looked up by name (LD_LIBRARY_PATH, then this
-// library's RUNPATH $ORIGIN, then the system). When a dlopen interceptor
-// (a sanitizer runtime) hides this library as the caller, its RUNPATH is not
-// searched, so the file beside this library is tried explicitly as well.
-// The library stays loaded once opened.
-static void* translationLoaderLibrary()
-{
-    static void* library = NULL;
-    if (library != NULL)
-        return library;
-    library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
-    if (library == NULL) {
-        Dl_info self;
-        if (dladdr((void*)&translationLoaderLibrary, &self) != 0 && self.dli_fname != NULL) {
-            const char* slash = strrchr(self.dli_fname, '/');
-            if (slash != NULL) {
-                QELString beside(self.dli_fname, (int)(slash - self.dli_fname) + 1);
-                beside.append("libQELI18n.so");
-                library = dlopen(beside.p, RTLD_LAZY | RTLD_GLOBAL);
-            }
-        }
-    }
-    return library;
-}
-
 QELTextLiteralsCollection::QELTextLiteralsCollection()
 {
+    QEL_OPERATION("QELTextLiteralsCollection::QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (applicationLocale.len == 0)
         applicationLocale = getQELI18nLang();
@@ -78,11 +58,13 @@ QELTextLiteralsCollection::QELTextLiteralsCollection()
 
 QELTextLiteralsCollection::~QELTextLiteralsCollection()
 {
+    QEL_OPERATION("virtual QELTextLiteralsCollection::~QELTextLiteralsCollection()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
 }
 
 void QELTextLiteralsCollection::init()
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::init()");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     if (translationsPath.len == 0)
         return;
@@ -118,8 +100,9 @@ void QELTextLiteralsCollection::init()
 
 void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 {
+    QEL_OPERATION("void QELTextLiteralsCollection::loadTranslation(const QELString&)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
-    void* library = translationLoaderLibrary();
+    void* library = qelOpenCompanionLibrary();
     if (library == NULL) {
         // A missing translation loader is a broken installation.
         QEL_ASSERT(0);
@@ -134,6 +117,7 @@ void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 
 int QELTextLiteralsCollection::addTextTranslation(const QELString& id, const QELString& text, const QELDOMElement* element)
 {
+    QEL_OPERATION("int QELTextLiteralsCollection::addTextTranslation(const QELString&, const QELString&, const QELDOMElement*)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     QELTextLiteral** literals = getTextLiterals();
     if (literals == NULL)

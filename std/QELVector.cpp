@@ -5,6 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELVector.cpp");
+
 namespace {
 
 // The first index of n slots holding this very pointer, or -1. Unrolled by
@@ -62,11 +66,13 @@ inline void shrinkVectorAfterRemoval(QELVector* v)
 
 QELVector::QELVector() : array_size(0), array(NULL)
 {
+    QEL_OPERATION("QELVector::QELVector()");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
 }
 
 QELVector::QELVector(int capacity) : array_size(capacity >= 2 ? -capacity : 0), array(NULL)
 {
+    QEL_OPERATION("QELVector::QELVector(int)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
 }
 
@@ -75,6 +81,7 @@ QELVector::QELVector(int capacity) : array_size(capacity >= 2 ? -capacity : 0), 
 QELVector::QELVector(const QELVector& other)
     : _QELContainer(), QELContainer(), QELArrayInterface(), array_size(other.size), array(NULL)
 {
+    QEL_OPERATION("QELVector::QELVector(const QELVector&)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
     size = other.size;
     if (size > 0) {
@@ -86,6 +93,7 @@ QELVector::QELVector(const QELVector& other)
 
 QELVector::~QELVector()
 {
+    QEL_OPERATION("virtual QELVector::~QELVector()");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (array_size > 0)
         free(array);
@@ -93,6 +101,7 @@ QELVector::~QELVector()
 
 QELBoolean QELVector::empty()
 {
+    QEL_OPERATION("virtual QELBoolean QELVector::empty()");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (array_size > 0) {
         free(array);
@@ -116,6 +125,7 @@ void QELVector::deleteIterator(QELContainer::Iterator* it) const
 
 QELBoolean QELVector::add(const QELContainerItem* item, bool unique, QELContainer::Iterator* where)
 {
+    QEL_OPERATION("virtual QELBoolean QELVector::add(const QELContainerItem*, bool, QELContainer::Iterator*)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     int index = addElement(item, unique);
     if (index == -1) {
@@ -133,6 +143,7 @@ QELBoolean QELVector::add(const QELContainerItem* item, bool unique, QELContaine
 
 QELBoolean QELVector::contains(const QELContainerItem* item, QELContainer::Iterator* where) const
 {
+    QEL_OPERATION("virtual QELBoolean QELVector::contains(const QELContainerItem*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     int i = findPointer(array, size, item);
     if (i == -1) {
@@ -150,6 +161,7 @@ QELBoolean QELVector::contains(const QELContainerItem* item, QELContainer::Itera
 
 QELContainerItem* QELVector::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     const int n = size;
     const QELContainerItem* const* a = array;
@@ -170,6 +182,7 @@ QELContainerItem* QELVector::findFirst(const QELContainerKey* key, QELContainer:
 
 QELContainerItem* QELVector::remove(QELContainer::Iterator* where)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::remove(QELContainer::Iterator*)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (where == NULL || where->container != static_cast<const QELContainer*>(this))
         return NULL;
@@ -185,6 +198,7 @@ QELContainerItem* QELVector::remove(QELContainer::Iterator* where)
 
 QELVector& QELVector::operator=(const QELVector& other)
 {
+    QEL_OPERATION("virtual QELVector& QELVector::operator=(const QELVector&)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
     if (this == &other)
@@ -204,6 +218,7 @@ QELVector& QELVector::operator=(const QELVector& other)
 
 QELBoolean QELVector::operator==(const QELVector& other) const
 {
+    QEL_OPERATION("virtual QELBoolean QELVector::operator==(const QELVector&) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
     if (size != other.size)
@@ -221,6 +236,7 @@ QELBoolean QELVector::operator!=(const QELVector& other) const
 
 int QELVector::addElement(const QELContainerItem* item, bool unique)
 {
+    QEL_OPERATION("virtual int QELVector::addElement(const QELContainerItem*, bool)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (unique) {
         const int n = size;
@@ -243,6 +259,7 @@ int QELVector::addElement(const QELContainerItem* item, bool unique)
 
 int QELVector::containsElement(const QELContainerItem* item) const
 {
+    QEL_OPERATION("virtual int QELVector::containsElement(const QELContainerItem*) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     int i = findPointer(array, size, item);
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
@@ -251,6 +268,7 @@ int QELVector::containsElement(const QELContainerItem* item) const
 
 QELContainerItem* QELVector::operator[](int index) const
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::operator[](int) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (index < 0 || index >= size)
         return NULL;
@@ -259,6 +277,7 @@ QELContainerItem* QELVector::operator[](int index) const
 
 int QELVector::findFirstElement(const QELContainerKey* key) const
 {
+    QEL_OPERATION("virtual int QELVector::findFirstElement(const QELContainerKey*) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     const int n = size;
     const QELContainerItem* const* a = array;
@@ -274,6 +293,7 @@ int QELVector::findFirstElement(const QELContainerKey* key) const
 
 int QELVector::findLastElement(const QELContainerKey* key) const
 {
+    QEL_OPERATION("virtual int QELVector::findLastElement(const QELContainerKey*) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     const QELContainerItem* const* a = array;
     for (int i = size - 1; i >= 0; --i) {
@@ -288,6 +308,7 @@ int QELVector::findLastElement(const QELContainerKey* key) const
 
 int QELVector::findNextElement(const QELContainerKey* key, int from) const
 {
+    QEL_OPERATION("virtual int QELVector::findNextElement(const QELContainerKey*, int) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (from < 0)
         return -1;
@@ -305,6 +326,7 @@ int QELVector::findNextElement(const QELContainerKey* key, int from) const
 
 int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
 {
+    QEL_OPERATION("virtual int QELVector::findPreviousElement(const QELContainerKey*, int) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (from >= size || from <= 0)
         return -1;
@@ -321,6 +343,7 @@ int QELVector::findPreviousElement(const QELContainerKey* key, int from) const
 
 QELContainerItem* QELVector::removeElement(int index)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::removeElement(int)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (index < 0 || index >= size)
         return NULL;
@@ -335,6 +358,7 @@ QELContainerItem* QELVector::removeElement(int index)
 
 void QELVector::resize(int n)
 {
+    QEL_OPERATION("void QELVector::resize(int)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (n <= 0)
         return;
@@ -349,6 +373,7 @@ void QELVector::resize(int n)
 
 void QELVector::shrink()
 {
+    QEL_OPERATION("void QELVector::shrink()");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (array_size > size) {
         if (size == 0) {
@@ -368,24 +393,28 @@ void QELVector::shrink()
 
 QELVector::Iterator::Iterator() : QELContainer::Iterator(), position(-1)
 {
+    QEL_OPERATION("QELVector::Iterator::Iterator()");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
 QELVector::Iterator::Iterator(const QELVector& v, bool first)
     : QELContainer::Iterator(&v), position(v.size == 0 ? -1 : (first ? 0 : v.size - 1))
 {
+    QEL_OPERATION("QELVector::Iterator::Iterator(const QELVector&, bool)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
 QELVector::Iterator::Iterator(const QELVector& v, int pos)
     : QELContainer::Iterator(&v), position(pos >= 0 && pos < v.size ? pos : -1)
 {
+    QEL_OPERATION("QELVector::Iterator::Iterator(const QELVector&, int)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
 QELVector::Iterator::Iterator(const Iterator& other)
     : QELContainer::Iterator(other.container), position(other.position)
 {
+    QEL_OPERATION("QELVector::Iterator::Iterator(const QELVector::Iterator&)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
@@ -405,6 +434,7 @@ QELContainerItem* QELVector::Iterator::get() const
 
 QELContainerItem* QELVector::Iterator::moveToFirst()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::moveToFirst()");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL || container->size == 0)
         return NULL;
@@ -415,6 +445,7 @@ QELContainerItem* QELVector::Iterator::moveToFirst()
 
 QELContainerItem* QELVector::Iterator::moveToLast()
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::moveToLast()");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL || container->size == 0)
         return NULL;
@@ -425,6 +456,7 @@ QELContainerItem* QELVector::Iterator::moveToLast()
 
 QELContainerItem* QELVector::Iterator::next(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::next(int)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL || container->size == 0)
         return NULL;
@@ -447,6 +479,7 @@ QELContainerItem* QELVector::Iterator::next(int count)
 
 QELContainerItem* QELVector::Iterator::previous(int count)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::previous(int)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL || container->size == 0)
         return NULL;
@@ -468,6 +501,7 @@ QELContainerItem* QELVector::Iterator::previous(int count)
 
 QELContainerItem* QELVector::Iterator::findFirst(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::findFirst(const QELContainerKey*)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL)
         return NULL;
@@ -482,6 +516,7 @@ QELContainerItem* QELVector::Iterator::findFirst(const QELContainerKey* key)
 
 QELContainerItem* QELVector::Iterator::findLast(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::findLast(const QELContainerKey*)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL)
         return NULL;
@@ -496,6 +531,7 @@ QELContainerItem* QELVector::Iterator::findLast(const QELContainerKey* key)
 
 QELContainerItem* QELVector::Iterator::findNext(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::findNext(const QELContainerKey*)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL)
         return NULL;
@@ -510,6 +546,7 @@ QELContainerItem* QELVector::Iterator::findNext(const QELContainerKey* key)
 
 QELContainerItem* QELVector::Iterator::findPrevious(const QELContainerKey* key)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::findPrevious(const QELContainerKey*)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL)
         return NULL;
@@ -534,6 +571,7 @@ QELBoolean QELVector::Iterator::operator!=(const Iterator& other) const
 
 QELVector::Iterator& QELVector::Iterator::operator=(const Iterator& other)
 {
+    QEL_OPERATION("virtual QELVector::Iterator& QELVector::Iterator::operator=(const QELVector::Iterator&)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT((&other)));
     container = other.container;
     position = other.position;
@@ -543,6 +581,7 @@ QELVector::Iterator& QELVector::Iterator::operator=(const Iterator& other)
 
 QELContainerItem* QELVector::Iterator::moveTo(QELVector& v, bool first)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::moveTo(QELVector&, bool)");
     container = &v;
     if (v.size == 0) {
         position = -1;
@@ -556,6 +595,7 @@ QELContainerItem* QELVector::Iterator::moveTo(QELVector& v, bool first)
 
 QELContainerItem* QELVector::Iterator::moveTo(int pos)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELVector::Iterator::moveTo(int)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
     if (container == NULL || pos < 0 || pos >= container->size)
         return NULL;
@@ -570,6 +610,7 @@ QELContainerItem* QELVector::Iterator::moveTo(int pos)
 
 QELContainerItem* QELOrderedVector::remove(QELContainer::Iterator* where)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELOrderedVector::remove(QELContainer::Iterator*)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (where == NULL || where->container != static_cast<const QELContainer*>(this))
         return NULL;
@@ -585,6 +626,7 @@ QELContainerItem* QELOrderedVector::remove(QELContainer::Iterator* where)
 
 QELBoolean QELOrderedVector::insertElement(const QELContainerItem* item, int pos)
 {
+    QEL_OPERATION("virtual QELBoolean QELOrderedVector::insertElement(const QELContainerItem*, int)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (pos < 0 || pos >= size)
         return false;
@@ -599,6 +641,7 @@ QELBoolean QELOrderedVector::insertElement(const QELContainerItem* item, int pos
 
 QELContainerItem* QELOrderedVector::remove(int i)
 {
+    QEL_OPERATION("QELContainerItem* QELOrderedVector::remove(int)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     if (i < 0 || i >= size)
         return NULL;
@@ -617,6 +660,7 @@ QELContainerItem* QELOrderedVector::remove(int i)
 
 QELConstVector::QELConstVector(const QELContainerItem** items, int count) : QELVector()
 {
+    QEL_OPERATION("QELConstVector::QELConstVector(const QELContainerItem**, int)");
     size = count;
     array_size = count;
     array = items;
@@ -625,6 +669,7 @@ QELConstVector::QELConstVector(const QELContainerItem** items, int count) : QELV
 
 QELConstVector::QELConstVector(const QELConstVector& other) : _QELContainer(), QELVector()
 {
+    QEL_OPERATION("QELConstVector::QELConstVector(const QELConstVector&)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT((&other)));
     size = other.size;
     array_size = other.array_size;
@@ -636,6 +681,7 @@ QELConstVector::QELConstVector(const QELConstVector& other) : _QELContainer(), Q
 // finds nothing to release.
 QELConstVector::~QELConstVector()
 {
+    QEL_OPERATION("virtual QELConstVector::~QELConstVector()");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     size = 0;
     array_size = 0;
@@ -644,36 +690,42 @@ QELConstVector::~QELConstVector()
 
 QELVector& QELConstVector::operator=(const QELVector&)
 {
+    QEL_OPERATION("virtual QELVector& QELConstVector::operator=(const QELVector&)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return *this;
 }
 
 QELBoolean QELConstVector::empty()
 {
+    QEL_OPERATION("virtual QELBoolean QELConstVector::empty()");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return false;
 }
 
 QELBoolean QELConstVector::add(const QELContainerItem*, bool, QELContainer::Iterator*)
 {
+    QEL_OPERATION("virtual QELBoolean QELConstVector::add(const QELContainerItem*, bool, QELContainer::Iterator*)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return false;
 }
 
 QELContainerItem* QELConstVector::remove(QELContainer::Iterator*)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELConstVector::remove(QELContainer::Iterator*)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return NULL;
 }
 
 int QELConstVector::addElement(const QELContainerItem*, bool)
 {
+    QEL_OPERATION("virtual int QELConstVector::addElement(const QELContainerItem*, bool)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return -1;
 }
 
 QELContainerItem* QELConstVector::removeElement(int)
 {
+    QEL_OPERATION("virtual QELContainerItem* QELConstVector::removeElement(int)");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     return NULL;
 }

@@ -124,7 +124,7 @@ QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
             const size_t written = latin1ToUtf8(s.p, n, buffer);
             buffer[written] = '\0';
             t.unlock(false);
-            return t;
+            return QELString(t); // the exact-size copy, whether or not t's return is elided
         }
     }
 
@@ -164,7 +164,7 @@ QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
         ucnv_reset(to->converter);
         return s;
     }
-    return t;
+    return QELString(t); // the exact-size copy, whether or not t's return is elided
 }
 
 QELString localeToUtf8(const char* s)

@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "QELStd.h"
+#include "QELInvariants.h"
 
 namespace {
 
@@ -157,7 +158,7 @@ TEST(QELApiTest, StringFieldsComeInTheirOrderAndRun)
     EXPECT_TRUE(locked.unlock(true));
     EXPECT_FALSE(locked.isLocked());
     EXPECT_STREQ(locked.p, "qr");
-    EXPECT_TRUE(QEL_STRING_INVARIANT(&locked));
+    EXPECT_TRUE(stringInvariantHolds(&locked));
 }
 
 // --------------------------------------------------------- encodings, text
@@ -789,7 +790,7 @@ TEST(QELApiTest, ConfigurationKeepsItsSignatures)
         getQELServerEncryption, getQELClientParameters, getQELPavornXmlConversationDirectory};
     for (QELString (*getter)() : getters) {
         QELString value = getter();
-        EXPECT_TRUE(QEL_STRING_INVARIANT(&value));
+        EXPECT_TRUE(stringInvariantHolds(&value));
     }
 
     QELConfigurationData& data = config;
@@ -971,8 +972,8 @@ TEST(QELApiTest, TextLiteralsKeepTheirSignaturesAndSlots)
     EXPECT_GE(QELTextLiteralsCollection::counOfTextLiteralsCollections, 0);
     const QELString& path = QELTextLiteralsCollection::translationsPath;
     const QELString& locale = QELTextLiteralsCollection::applicationLocale;
-    EXPECT_TRUE(QEL_STRING_INVARIANT(&path));
-    EXPECT_TRUE(QEL_STRING_INVARIANT(&locale));
+    EXPECT_TRUE(stringInvariantHolds(&path));
+    EXPECT_TRUE(stringInvariantHolds(&locale));
 }
 
 // The version macros and the loaded library's version agree, and the text

@@ -761,7 +761,7 @@ std::string invariantText(const std::string& x)
 // The report of a failed invariant of operand x in the operation sig.
 std::string report(const std::string& sig, const std::string& x)
 {
-    return "QELBlob\\.cpp:[0-9]+: " + Signature(sig) + ": Assertion `" + Quote(invariantText(x)) + "' failed";
+    return AssertionReport("QELBlob.cpp", sig, invariantText(x));
 }
 
 void addEmptyListToCorruptBlob()

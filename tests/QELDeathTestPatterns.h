@@ -1,5 +1,7 @@
 // Regex patterns for the death tests: a literal text quoted for POSIX
-// extended regex, and an operation's signature as either compiler prints it.
+// extended regex, and the whole line the C library's assertion reporter
+// prints for a failed check, matched exactly, so that a report that differs
+// by one blank between compilers fails.
 #ifndef QELDEATHTESTPATTERNS_H
 #define QELDEATHTESTPATTERNS_H
 
@@ -18,25 +20,27 @@ inline std::string Quote(const std::string& s)
     return r;
 }
 
-// A signature as g++ prints it ("T* f(const U&)"); clang writes "T *f(const
-// U &)", so a space may stand on either side of each '*' and '&'.
-inline std::string Signature(const std::string& s)
+// ": FILE:LINE: SIGNATURE: Assertion `EXPRESSION' failed." with the bare
+// source file name; linePattern is a regex for the line.
+inline std::string ReportLine(const std::string& file, const std::string& linePattern,
+                              const std::string& signature, const std::string& expression)
 {
-    std::string r;
-    for (size_t i = 0; i < s.size(); i++) {
-        char c = s[i];
-        if (c == '*' || c == '&') {
-            r += std::string(" ?") + (c == '*' ? "\\*" : "&") + " ?";
-            if (i + 1 < s.size() && s[i + 1] == ' ')
-                i++;
-        } else if (strchr("\\^$.|?+()[]{}", c) != NULL) {
-            r += '\\';
-            r += c;
-        } else {
-            r += c;
-        }
-    }
-    return r;
+    return ": " + Quote(file) + ":" + linePattern + ": " + Quote(signature) + ": Assertion `" +
+           Quote(expression) + "' failed\\.";
+}
+
+// The report of a check whose line moves with the source.
+inline std::string AssertionReport(const std::string& file, const std::string& signature,
+                                   const std::string& expression)
+{
+    return ReportLine(file, "[0-9]+", signature, expression);
+}
+
+// The report of a check on a fixed line.
+inline std::string AssertionReportAt(const std::string& file, int line, const std::string& signature,
+                                     const std::string& expression)
+{
+    return ReportLine(file, std::to_string(line), signature, expression);
 }
 
 #endif

@@ -15,6 +15,7 @@
 #include <unicode/ucnv.h>
 
 #include "QELEncoding.h"
+#include "QELInvariants.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ std::string str(const QELString& s)
 
 bool valid(const QELString& s)
 {
-    return QEL_STRING_INVARIANT(&s);
+    return stringInvariantHolds(&s);
 }
 
 // A converted result is a fresh copy sized exactly (or the shared empty).

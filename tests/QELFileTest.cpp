@@ -19,6 +19,7 @@
 
 #include "QELConfiguration.h"
 #include "QELFile.h"
+#include "QELInvariants.h"
 
 namespace {
 
@@ -142,7 +143,7 @@ TEST(QELFileTest, RelativePathIsCompletedFromPwd)
         QELFile assigned;
         assigned = QELString(c.given);
         EXPECT_EQ(c.path, str(assigned.getPath())) << c.given;
-        EXPECT_TRUE(QEL_FILE_INVARIANT(&file));
+        EXPECT_TRUE(fileInvariantHolds(&file));
     }
 }
 
@@ -748,7 +749,7 @@ TEST_F(QELFileDiskTest, RandomFilesMatchModel)
             const int flags = mixFlags ? (int)(rng() % 128) : fixedFlags;
             std::string expected = modelFullLine(model, flags);
             QELString got = file.getFullLine(flags);
-            ASSERT_TRUE(QEL_STRING_INVARIANT(&got));
+            ASSERT_TRUE(stringInvariantHolds(&got));
             ASSERT_EQ(expected, str(got))
                 << "round " << round << " call " << call << " flags " << flags;
             ASSERT_EQ(model.eof, file.stream.eof()) << "round " << round << " call " << call;

@@ -117,7 +117,7 @@ std::vector<const Item*> ReverseContents(const QELHashtable& t)
 
 std::string Report(const std::string& signature, const std::string& expression)
 {
-    return Quote("QELHashtable.cpp") + ".*" + Signature(signature) + ".*" + Quote(expression);
+    return AssertionReport("QELHashtable.cpp", signature, expression);
 }
 
 // The table invariant exactly as reports print it.
@@ -141,6 +141,8 @@ std::vector<Item> MakeItems(const std::vector<int>& keys)
 TEST(QELHashtableTest, InvariantMacroExpandsToTheReportedText)
 {
     EXPECT_STREQ(kTableInvariant, QEL_XSTR(QEL_HASHTABLE_INVARIANT(this)));
+    EXPECT_STREQ("( ((this)->size>0) && ( ((e)->previous!=__null) || ((e)->next!=__null) ) && ((e)->data!=__null) )",
+                 QEL_XSTR(QEL_HASHTABLE_ELEMENT_INVARIANT(this, e)));
 }
 
 TEST(QELHashtableTest, ChainElementIsThreeWords)

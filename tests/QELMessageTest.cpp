@@ -5,6 +5,8 @@
 #include <string>
 
 #include "QELMessage.h"
+#include "QELInvariants.h"
+#include "QELDeathTestPatterns.h"
 
 namespace {
 
@@ -12,7 +14,7 @@ namespace {
 #define EXPECT_TEMPLATE(m, text)                                            \
     do {                                                                    \
         const QELMessage& m_ = (m);                                         \
-        EXPECT_TRUE(QEL_STRING_INVARIANT(&m_));                             \
+        EXPECT_TRUE(stringInvariantHolds(&m_));                             \
         EXPECT_STREQ(m_.p, text);                                           \
         EXPECT_EQ(m_.len, static_cast<int>(strlen(text)));                  \
     } while (0)
@@ -133,9 +135,8 @@ TEST(QELMessageTest, MessageIsUsableAsItsText)
 // ---------------------------------------------------------------------------
 // Assertion reports
 
-const char* const kMarkerReport =
-    "int QELMessage::countArguments\\(const char ?\\*\\).*"  // clang: "const char *"
-    "\\(\\*\\(p\\+1\\)=='s'\\) \\|\\| \\(\\*\\(p\\+1\\)=='%' && p\\+\\+\\)";
+const std::string kMarkerReport = AssertionReport("QELMessage.cpp", "int QELMessage::countArguments(const char*)",
+                                                  "(*(p+1)=='s') || (*(p+1)=='%' && p++)");
 
 class QELMessageDeathTest : public ::testing::Test {
 protected:

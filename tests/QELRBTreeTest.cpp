@@ -165,7 +165,7 @@ std::vector<const Item*> ReverseContents(const QELRBTree& t)
 // The report of a failed check: file, operation, expanded expression.
 std::string Report(const std::string& signature, const std::string& expression)
 {
-    return Quote("QELRBTree.cpp") + ".*" + Signature(signature) + ".*" + Quote(expression);
+    return AssertionReport("QELRBTree.cpp", signature, expression);
 }
 
 // Items with keys given, stored in ascending address order.
@@ -957,6 +957,12 @@ TEST_F(QELRBTreeDeathTest, TreeInvariantTextNamesItsParts)
               "!(this)->sentinel()->isRed() && ((this)->sentinel()->left==(this)->sentinel()) && "
               "((this)->sentinel()->right==(this)->sentinel()) && ((this)->sentinel()->data==__null) )",
               text);
+    EXPECT_STREQ("( ( ( ((x)->parent==0) && ((this)->_root==(x)) ) || ( ((x)->parent!=0) && !( (x)->isRed() && "
+                 "(x)->getParent()->isRed() ) ) ) && ( ((x)->left==(this)->sentinel()) || "
+                 "((x)->left->getParent()==(x)) ) && ( ((x)->right==(this)->sentinel()) || "
+                 "((x)->right->getParent()==(x)) ) && ( ((x)!=(this)->_first) || ((x)->left==(this)->sentinel()) ) "
+                 "&& ((x)->data!=__null) )",
+                 QEL_XSTR(QEL_RBTREE_NODE_INVARIANT(this, x)));
 }
 
 TEST_F(QELRBTreeDeathTest, RedSentinelIsReportedBySearch)

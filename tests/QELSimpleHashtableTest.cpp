@@ -612,9 +612,10 @@ TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByKeyedAdd)
     int saved = t.table_mask;
     t.table_mask = -3;
     EXPECT_DEATH(t.add(QELString("b"), &v),
-                 Quote("QELHashtable.cpp") + ".*" +
-                     Signature("virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const") +
-                     ".*" + Quote(kTableInvariant));
+                 AssertionReport("QELHashtable.cpp",
+                                 "virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, "
+                                 "QELContainer::Iterator*) const",
+                                 kTableInvariant));
     t.table_mask = saved;
 }
 
@@ -626,7 +627,7 @@ TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByEmpty)
     int saved = t.size;
     t.size = -2;
     EXPECT_DEATH(t.empty(),
-                 Quote("QELSimpleHashtable.cpp") + ".*" + Signature("virtual QELBoolean QELSimpleHashtable::empty()") + ".*" +
-                     Quote(kTableInvariant));
+                 AssertionReport("QELSimpleHashtable.cpp", "virtual QELBoolean QELSimpleHashtable::empty()",
+                                 kTableInvariant));
     t.size = saved;
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "QELStringList.h"
+#include "QELDeathTestPatterns.h"
 
 namespace {
 
@@ -149,8 +150,10 @@ TEST(QELStringListDeathTest, CorruptListReportsTheVectorOperation)
             l.size = 1;
             l.findFirst(key(a));
         },
-        // The exact g++ signature is pinned by the vector's own tests; the
-        // optional spaces here also accept clang's "QELContainerItem *f".
-        "QELVector\\.cpp.*virtual QELContainerItem ?\\* ?QELVector::findFirst\\(const QELContainerKey ?\\*, "
-        "QELContainer::Iterator ?\\*\\) const.*\\(\\(this\\)->size==0\\)");
+        AssertionReport("QELVector.cpp",
+                        "virtual QELContainerItem* QELVector::findFirst(const QELContainerKey*, "
+                        "QELContainer::Iterator*) const",
+                        "( ( ((this)->size==0) && ( ((this)->array_size>0) || ( ((this)->array_size<=0) && "
+                        "((this)->array==__null) ) ) ) || ( ((this)->size>0) && ((this)->size<=(this)->array_size) "
+                        "&& ((this)->array!=__null) ) )"));
 }

@@ -13,6 +13,7 @@
 
 #include "QELString.h"
 #include "QELDeathTestPatterns.h"
+#include "QELInvariants.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QEL_TEST_ASAN 1
@@ -22,6 +23,9 @@
 #endif
 #endif
 
+// Defined in QELStringNdebugConsumer.cpp, a translation unit built with NDEBUG.
+void destroyLockedStringInNdebugCode();
+
 namespace {
 
 // Checks the class invariant and that the text holds exactly `text`.
@@ -29,7 +33,7 @@ namespace {
     do {                                                                    \
         const QELString& s_ = (s);                                          \
         const std::string t_ = (text);                                      \
-        EXPECT_TRUE(QEL_STRING_INVARIANT(&s_));                             \
+        EXPECT_TRUE(stringInvariantHolds(&s_));                             \
         EXPECT_EQ(s_.len, static_cast<int>(t_.size()));                     \
         EXPECT_EQ(std::string(s_.p, t_.size()), t_);                        \
         EXPECT_EQ(s_.p[t_.size()], '\0');                                   \
@@ -133,7 +137,7 @@ TEST(QELStringTest, CountPastANulKeepsTheCountAsLength)
     EXPECT_EQ(s.p[1], '\0');  // strncpy pads with NULs
     EXPECT_EQ(s.p[2], '\0');
     EXPECT_EQ(s.p[3], '\0');
-    EXPECT_TRUE(QEL_STRING_INVARIANT(&s));
+    EXPECT_TRUE(stringInvariantHolds(&s));
 }
 
 TEST(QELStringTest, CharConstructorAlwaysAllocatesTwoBytes)
@@ -146,7 +150,7 @@ TEST(QELStringTest, CharConstructorAlwaysAllocatesTwoBytes)
     EXPECT_EQ(nul.alloc, 2u);
     EXPECT_STREQ(nul.p, "");
     EXPECT_NE(nul.p, QELString::emptyPtr);
-    EXPECT_TRUE(QEL_STRING_INVARIANT(&nul));
+    EXPECT_TRUE(stringInvariantHolds(&nul));
     EXPECT_EQ(nul.wbuf, nullptr);
 }
 
@@ -729,7 +733,7 @@ TEST(QELStringTest, WrapSharesTheBuffer)
     EXPECT_EQ(s.p, owner.p);
     EXPECT_EQ(s.len, owner.len);
     EXPECT_EQ(s.alloc, 0u);
-    EXPECT_TRUE(QEL_STRING_INVARIANT(&s));
+    EXPECT_TRUE(stringInvariantHolds(&s));
 
     s.wrap("plain");
     EXPECT_STREQ(s.p, "plain");
@@ -1077,7 +1081,7 @@ TEST(QELStringTest, UnescapeOfEscapeIsTheIdentity)
         QELString escaped = s.escapeChar(c, esc, true);
         QELString back = escaped.unescapeChar(esc);
         ASSERT_EQ(str(back), t) << "c=" << c << " esc=" << esc;
-        EXPECT_TRUE(QEL_STRING_INVARIANT(&back));
+        EXPECT_TRUE(stringInvariantHolds(&back));
     }
 }
 
@@ -1208,7 +1212,7 @@ public:
     // Value results are either the shared empty string or exact blocks.
     static void checkResult(const QELString& r, const std::string& expected, const char* what)
     {
-        ASSERT_TRUE(QEL_STRING_INVARIANT(&r)) << what;
+        ASSERT_TRUE(stringInvariantHolds(&r)) << what;
         ASSERT_EQ(str(r), expected) << what;
         ASSERT_EQ(r.p[r.len], '\0') << what;
         if (expected.empty()) {
@@ -1542,7 +1546,7 @@ public:
     void check(const QELString& s, const Model& m, const std::string& log)
     {
         ASSERT_FALSE(s.isLocked()) << log;
-        ASSERT_TRUE(QEL_STRING_INVARIANT(&s)) << log;
+        ASSERT_TRUE(stringInvariantHolds(&s)) << log;
         ASSERT_EQ(s.len, static_cast<int>(m.text.size())) << log;
         ASSERT_EQ(std::string(s.p, s.len), m.text) << log;
         ASSERT_EQ(s.p[s.len], '\0') << log;
@@ -1569,7 +1573,7 @@ TEST(QELStringTest, RandomOperationSequencesMatchAStdStringModel)
             ASSERT_NO_FATAL_FAILURE(d.check(s, m, log));
         }
         for (const QELString& o : d.pool)
-            ASSERT_TRUE(QEL_STRING_INVARIANT(&o));
+            ASSERT_TRUE(stringInvariantHolds(&o));
     }
 }
 
@@ -1592,10 +1596,10 @@ std::string invariantText(const std::string& operand)
     return r;
 }
 
-// The report names the operation and the invariant over the given operand.
+// The whole report of the invariant over the given operand in an operation.
 std::string report(const std::string& signature, const std::string& operand)
 {
-    return Signature(signature) + ".*" + Quote(invariantText(operand));
+    return AssertionReport("QELString.cpp", signature, invariantText(operand));
 }
 
 class QELStringDeathTest : public ::testing::Test {
@@ -1609,10 +1613,10 @@ TEST_F(QELStringDeathTest, TheWholeInvariantIsReportedForThis)
         QELString s("abc");
         s.lock();
         s.append("x");
-    }, Signature("QELString& QELString::append(const char*, int)") + ".*"
-       "\\( \\( \\( \\(\\(this\\)->len==0\\) && \\(\\(this\\)->p\\[0\\]=='\\\\0'\\) \\) \\|\\| "
-       "\\( \\(\\(this\\)->len>0\\) && \\(\\(this\\)->p!=QELString::emptyPtr\\) \\) \\) && "
-       "\\( \\(\\(this\\)->alloc==0\\) \\|\\| \\(\\(this\\)->alloc>\\(this\\)->len\\) \\) \\)");
+    }, AssertionReport("QELString.cpp", "QELString& QELString::append(const char*, int)",
+                       "( ( ( ((this)->len==0) && ((this)->p[0]=='\\0') ) || "
+                       "( ((this)->len>0) && ((this)->p!=QELString::emptyPtr) ) ) && "
+                       "( ((this)->alloc==0) || ((this)->alloc>(this)->len) ) )"));
 }
 
 // Each runs one operation with a locked operand.
@@ -1677,6 +1681,11 @@ TEST_F(QELStringDeathTest, StringLeftLockedAbortsInTheDestructor)
         QELString s("abc");
         s.lock();
     }, report("QELString::~QELString()", "this"));
+}
+
+TEST_F(QELStringDeathTest, ConsumerNdebugDoesNotDropTheDestructorCheck)
+{
+    EXPECT_DEATH(destroyLockedStringInNdebugCode(), report("QELString::~QELString()", "this"));
 }
 
 TEST_F(QELStringDeathTest, UnlockAfterOverfillingTheBlock)

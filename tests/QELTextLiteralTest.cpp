@@ -9,24 +9,17 @@
 #include <vector>
 
 #include "QELTextLiteral.h"
+#include "QELInvariants.h"
+#include "QELDeathTestPatterns.h"
 
 namespace {
-
-// The string invariant compares alloc (unsigned) with len (signed) on purpose.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wsign-compare"
-bool stringInvariant(const QELString* s)
-{
-    return QEL_STRING_INVARIANT(s);
-}
-#pragma GCC diagnostic pop
 
 void expectLiteralInvariant(const QELParameterizedTextLiteral& l)
 {
     EXPECT_TRUE(QEL_TEXT_LITERAL_INVARIANT((&l)));
     EXPECT_TRUE(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT((&l)));
-    EXPECT_TRUE(stringInvariant(&l.id));
-    EXPECT_TRUE(stringInvariant(&l.text));
+    EXPECT_TRUE(stringInvariantHolds(&l.id));
+    EXPECT_TRUE(stringInvariantHolds(&l.text));
 }
 
 std::vector<std::string> pieces(const QELParameterizedTextLiteral& l)
@@ -35,7 +28,7 @@ std::vector<std::string> pieces(const QELParameterizedTextLiteral& l)
     if (l.preprocessedTextTokens == nullptr)
         return result;
     for (int i = 0; i <= l.parameterCount; ++i) {
-        EXPECT_TRUE(stringInvariant(&l.preprocessedTextTokens[i]));
+        EXPECT_TRUE(stringInvariantHolds(&l.preprocessedTextTokens[i]));
         result.push_back(std::string(l.preprocessedTextTokens[i].chars(), l.preprocessedTextTokens[i].length()));
     }
     return result;
@@ -229,7 +222,7 @@ TEST(QELParameterizedTextLiteralTest, CopyToGivesCopyAToB)
     l.setParameterValue(values, 1, "B");
     const QELString text = l.createParametrizedText(values);
     EXPECT_EQ(str(text), "Copy A to B");
-    EXPECT_TRUE(stringInvariant(&text));
+    EXPECT_TRUE(stringInvariantHolds(&text));
     expectLiteralInvariant(l);
 }
 
@@ -394,7 +387,7 @@ TEST(QELParameterizedTextLiteralTest, RandomTextsMatchTheStdStringModel)
             expected += m.pieces[i] + values[std::size_t(m.sequence[i])];
         expected += m.pieces.back();
         const QELString filled = l.createParametrizedText(array);
-        ASSERT_TRUE(stringInvariant(&filled));
+        ASSERT_TRUE(stringInvariantHolds(&filled));
         ASSERT_EQ(str(filled), expected);
         // An update with the same text gives the same tokens again.
         l.update(QELString(text.c_str()), nullptr);
@@ -464,6 +457,15 @@ TEST(QELMessageLiteralTest, UpdateKeepsTheLevel)
 // ---------------------------------------------------------------------------
 // Assertions
 
+const char* const PREPARE_SIGNATURE = "void* QELParameterizedTextLiteral::prapareForParameters() const";
+const char* const CREATE_SIGNATURE = "QELString QELParameterizedTextLiteral::createParametrizedText(void*) const";
+
+// The report of a failed check in the family's source.
+std::string report(const std::string& signature, const std::string& expression)
+{
+    return AssertionReport("QELTextLiteral.cpp", signature, expression);
+}
+
 class QELParameterizedTextLiteralDeathTest : public ::testing::Test {
 protected:
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
@@ -473,16 +475,14 @@ TEST_F(QELParameterizedTextLiteralDeathTest, PrepareWithoutPlaceholderStops)
 {
     QELParameterizedTextLiteral l("x", "x{5");
     EXPECT_DEATH(l.prapareForParameters(),
-                 "QELTextLiteral.*void ?\\* ?QELParameterizedTextLiteral::prapareForParameters\\(\\) const.*"
-                 "parameterCount > 0");
+                 report(PREPARE_SIGNATURE, "parameterCount > 0"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, FillWithoutPlaceholderStops)
 {
     QELParameterizedTextLiteral l("x", "plain");
     EXPECT_DEATH(l.createParametrizedText(nullptr),
-                 "QELString QELParameterizedTextLiteral::createParametrizedText\\(void ?\\*\\) const.*"
-                 "parameterCount > 0");
+                 report(CREATE_SIGNATURE, "parameterCount > 0"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, MissingTextTokensStop)
@@ -493,13 +493,13 @@ TEST_F(QELParameterizedTextLiteralDeathTest, MissingTextTokensStop)
             l.parameterCount = 1;
             l.prapareForParameters();
         },
-        "prapareForParameters\\(\\) const.*preprocessedTextTokens != __null");
+        report(PREPARE_SIGNATURE, "preprocessedTextTokens != __null"));
     EXPECT_DEATH(
         {
             l.parameterCount = 1;
             l.createParametrizedText(nullptr);
         },
-        "createParametrizedText\\(void ?\\*\\) const.*preprocessedTextTokens != __null");
+        report(CREATE_SIGNATURE, "preprocessedTextTokens != __null"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, MissingSequenceTokensStop)
@@ -510,13 +510,13 @@ TEST_F(QELParameterizedTextLiteralDeathTest, MissingSequenceTokensStop)
             l.preprocessedParameterSequenceTokens = nullptr;
             l.prapareForParameters();
         },
-        "prapareForParameters\\(\\) const.*preprocessedParameterSequenceTokens != __null");
+        report(PREPARE_SIGNATURE, "preprocessedParameterSequenceTokens != __null"));
     EXPECT_DEATH(
         {
             l.preprocessedParameterSequenceTokens = nullptr;
             l.createParametrizedText(nullptr);
         },
-        "createParametrizedText\\(void ?\\*\\) const.*preprocessedParameterSequenceTokens != __null");
+        report(CREATE_SIGNATURE, "preprocessedParameterSequenceTokens != __null"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, NegativeParameterNumberStops)
@@ -524,8 +524,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, NegativeParameterNumberStops)
     QELParameterizedTextLiteral l("x", "{2147483648}x");
     ASSERT_EQ(l.maxParameterNumber, -1);
     EXPECT_DEATH(l.createParametrizedText(l.prapareForParameters()),
-                 "createParametrizedText\\(void ?\\*\\) const.*"
-                 "preprocessedParameterSequenceTokens\\[i\\] >= 0");
+                 report(CREATE_SIGNATURE, "preprocessedParameterSequenceTokens[i] >= 0"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, ParameterNumberAboveMaximumStops)
@@ -536,8 +535,7 @@ TEST_F(QELParameterizedTextLiteralDeathTest, ParameterNumberAboveMaximumStops)
             l.maxParameterNumber = 0;
             l.createParametrizedText(l.prapareForParameters());
         },
-        "createParametrizedText\\(void ?\\*\\) const.*"
-        "preprocessedParameterSequenceTokens\\[i\\] <= maxParameterNumber");
+        report(CREATE_SIGNATURE, "preprocessedParameterSequenceTokens[i] <= maxParameterNumber"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, BrokenInvariantStopsUpdate)
@@ -548,8 +546,10 @@ TEST_F(QELParameterizedTextLiteralDeathTest, BrokenInvariantStopsUpdate)
             l.parameterCount = 3;
             l.update("new", nullptr);
         },
-        "virtual void QELParameterizedTextLiteral::update\\(const QELString ?&, const QELDOMElement ?\\*\\).*"
-        "\\(\\(this\\)->parameterCount==0\\)");
+        report("virtual void QELParameterizedTextLiteral::update(const QELString&, const QELDOMElement*)",
+               "( ( ((this)->preprocessedTextTokens==__null) == ((this)->preprocessedParameterSequenceTokens==__null) ) "
+               "&& ( ((this)->preprocessedTextTokens==__null) ? ((this)->parameterCount==0) : "
+               "((this)->parameterCount>0) ) && ((this)->maxParameterNumber>=-1) )"));
 }
 
 TEST_F(QELParameterizedTextLiteralDeathTest, InvalidLevelBreaksTheMessageInvariant)
@@ -559,5 +559,5 @@ TEST_F(QELParameterizedTextLiteralDeathTest, InvalidLevelBreaksTheMessageInvaria
             QELMessageLiteral m("x", "t", "INFO");
             m.level = 9;
         },
-        "virtual QELMessageLiteral::~QELMessageLiteral\\(\\).*\\(\\(this\\)->level<=6\\)");
+        report("virtual QELMessageLiteral::~QELMessageLiteral()", "( ((this)->level>=0) && ((this)->level<=6) )"));
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "QELVector.h"
+#include "QELDeathTestPatterns.h"
 
 namespace {
 
@@ -93,49 +94,44 @@ struct Counted {
 };
 int Counted::alive = 0;
 
-// Escapes a literal text for a POSIX extended regular expression.
-std::string esc(const std::string& s)
-{
-    std::string out;
-    for (char c : s) {
-        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos)
-            out += '\\';
-        out += c;
-    }
-    return out;
-}
-
 // The invariant of a vector, as the assertion report prints it for `this`.
 const char* const kVectorInvariant =
     "( ( ((this)->size==0) && ( ((this)->array_size>0) || ( ((this)->array_size<=0) && ((this)->array==__null) ) ) ) "
     "|| ( ((this)->size>0) && ((this)->size<=(this)->array_size) && ((this)->array!=__null) ) )";
 
-// A signature as g++ prints it ("QELContainerItem* f(const QELVector&)"),
-// escaped; clang writes "QELContainerItem *f(const QELVector &)" instead,
-// so under clang the space around '*' and '&' is optional.
-std::string signatureRegex(const std::string& signature)
+// A macro's text with its parameter "(x)" replaced by "(operand)", as the
+// preprocessor writes the expansion.
+std::string expandParameter(const std::string& text, const std::string& operand)
 {
-#ifdef __clang__
     std::string out;
-    for (char c : signature) {
-        if (c == '*')
-            out += " ?\\* ?";
-        else if (c == '&')
-            out += " ?& ?";
-        else if (c == ' ')
-            out += " ?";
-        else
-            out += esc(std::string(1, c));
+    for (size_t i = 0; i < text.size(); i++) {
+        if (text.compare(i, 3, "(x)") == 0) {
+            out += "(" + operand + ")";
+            i += 2;
+        } else {
+            out += text[i];
+        }
     }
     return out;
-#else
-    return esc(signature);
-#endif
+}
+
+// The iterator invariant over the iterator expression `operand`, as the
+// assertion report prints it.
+std::string iteratorInvariant(const std::string& operand)
+{
+    const std::string vector = expandParameter(
+        "( ( ((x)->size==0) && ( ((x)->array_size>0) || ( ((x)->array_size<=0) && ((x)->array==__null) ) ) ) "
+        "|| ( ((x)->size>0) && ((x)->size<=(x)->array_size) && ((x)->array!=__null) ) )",
+        "static_cast<const QELVector*>((x)->container)");
+    return expandParameter("( ((x)->container==__null) || ( " + vector +
+                               " && ( ((x)->position==-1) || ( ((x)->position>=0) && "
+                               "((x)->position<(x)->container->size) ) ) ) )",
+                           operand);
 }
 
 std::string report(const std::string& signature, const std::string& expression)
 {
-    return esc("QELVector.cpp") + ".*" + signatureRegex(signature) + ".*" + esc(expression);
+    return AssertionReport("QELVector.cpp", signature, expression);
 }
 
 } // namespace
@@ -1600,8 +1596,7 @@ TEST(QELVectorDeathTest, ReportsNameEachOperation)
 TEST(QELVectorDeathTest, IteratorOffItsVectorReportsTheMovement)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const char* iteratorInvariant =
-        "( ((this)->container==__null) || ( ( ( ((static_cast<const QELVector*>((this)->container))->size==0)";
+    const std::string thisInvariant = iteratorInvariant("this");
     EXPECT_DEATH(
         {
             QELVector v;
@@ -1610,14 +1605,14 @@ TEST(QELVectorDeathTest, IteratorOffItsVectorReportsTheMovement)
             it.position = 5;
             it.next(1);
         },
-        report("virtual QELContainerItem* QELVector::Iterator::next(int)", iteratorInvariant));
+        report("virtual QELContainerItem* QELVector::Iterator::next(int)", thisInvariant));
     EXPECT_DEATH(
         {
             QELVector v;
             v.size = 2; // items without an array
             QELVector::Iterator it(v, true);
         },
-        report("QELVector::Iterator::Iterator(const QELVector&, bool)", iteratorInvariant));
+        report("QELVector::Iterator::Iterator(const QELVector&, bool)", thisInvariant));
     EXPECT_DEATH(
         {
             QELVector v;
@@ -1626,7 +1621,7 @@ TEST(QELVectorDeathTest, IteratorOffItsVectorReportsTheMovement)
             it.position = -3;
             it.moveToFirst();
         },
-        report("virtual QELContainerItem* QELVector::Iterator::moveToFirst()", iteratorInvariant));
+        report("virtual QELContainerItem* QELVector::Iterator::moveToFirst()", thisInvariant));
     EXPECT_DEATH(
         {
             QELVector v;
@@ -1637,5 +1632,5 @@ TEST(QELVectorDeathTest, IteratorOffItsVectorReportsTheMovement)
             other = it;
         },
         report("virtual QELVector::Iterator& QELVector::Iterator::operator=(const QELVector::Iterator&)",
-               "( (((&other))->container==__null) ||"));
+               iteratorInvariant("(&other)")));
 }
