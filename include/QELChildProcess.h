@@ -10,7 +10,6 @@
 #include <functional>
 #include <vector>
 
-#include "QELAssert.h"
 #include "QELBlob.h"
 #include "QELLog.h"
 #include "QELLogDeserializer.h"
@@ -59,6 +58,9 @@ public:
     bool ownProcessGroup;            // the child leads a new group; signals go to the group
     Stream streams[3];               // standard input, output and error
     QELLog* log;                     // error stream's events go here when not null
+    // Called with a record of the error stream that carries an attribute the
+    // log does not know; the record then reaches the log as plain lines.
+    std::function<void(const QELString& record)> refusedRecordCallback;
     int64_t timeoutMs;               // -1: none; then SIGTERM, and SIGKILL after graceMs
     int64_t graceMs;                 // -1: never SIGKILL
 

@@ -14,6 +14,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "QELAssert.h"
+
+QEL_SOURCE_FILE("QELChildProcess.cpp");
+
 extern char** environ;
 
 // Bytes read from a pipe or produced by an input callback at a time.
@@ -77,6 +81,23 @@ static const char* causeText(int32_t cause)
     default: return "";
     }
 }
+
+// The runner's deserializer: a record it refuses goes to the runner's
+// callback before its plain lines reach the log.
+class QELRunnerLogDeserializer : public QELTolerantLogDeserializer {
+public:
+    std::function<void(const QELString&)> refused;
+
+    QELRunnerLogDeserializer(QELLog* log, const std::function<void(const QELString&)>& callback)
+        : QELTolerantLogDeserializer(log), refused(callback)
+    {
+    }
+    void recordRefused(const QELString& record) override
+    {
+        if (refused)
+            refused(record);
+    }
+};
 
 // ---------------------------------------------------------------------------
 // System calls: pipes, posix_spawn, poll, waitpid, signals.
@@ -437,7 +458,7 @@ static void beginRun(QELChildProcess& c)
 {
     c.processFd = static_cast<int>(syscall(SYS_pidfd_open, c.pid, 0));
     if (c.streams[2] == QELChildProcess::Pipe && c.log != NULL)
-        c.deserializer = new QELLogDeserializer(c.log);
+        c.deserializer = new QELRunnerLogDeserializer(c.log, c.refusedRecordCallback);
     c.inputEnded = c.pipes[0] < 0;
     if (c.inputSource == WholeInput) {
         c.pendingData = c.inputBytes.p;
@@ -463,17 +484,20 @@ QELChildProcess::QELChildProcess()
       inputSource(WholeInput), inputEnded(false), pendingData(NULL), pendingLeft(0), inputWritten(0),
       deadline(-1), policyStep(0), deserializer(NULL)
 {
+    QEL_OPERATION("QELChildProcess::QELChildProcess()");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
 }
 
 QELChildProcess::QELChildProcess(const QELString& program) : QELChildProcess()
 {
+    QEL_OPERATION("QELChildProcess::QELChildProcess(const QELString&)");
     this->program = program;
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
 }
 
 QELChildProcess::~QELChildProcess()
 {
+    QEL_OPERATION("QELChildProcess::~QELChildProcess()");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     if (state == Running) {
         sendSignal(SIGKILL);
@@ -491,6 +515,7 @@ QELChildProcess::~QELChildProcess()
 
 QELChildProcess& QELChildProcess::addArgument(const QELString& argument)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::addArgument(const QELString&)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     arguments.push_back(argument);
     return *this;
@@ -498,6 +523,7 @@ QELChildProcess& QELChildProcess::addArgument(const QELString& argument)
 
 QELChildProcess& QELChildProcess::setEnvironment(const QELString& name, const QELString& value)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::setEnvironment(const QELString&, const QELString&)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     environmentSet.push_back(name + QELString("=") + value);
     return *this;
@@ -505,6 +531,7 @@ QELChildProcess& QELChildProcess::setEnvironment(const QELString& name, const QE
 
 QELChildProcess& QELChildProcess::unsetEnvironment(const QELString& name)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::unsetEnvironment(const QELString&)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     environmentUnset.push_back(name);
     return *this;
@@ -512,6 +539,7 @@ QELChildProcess& QELChildProcess::unsetEnvironment(const QELString& name)
 
 QELChildProcess& QELChildProcess::setInput(const QELString& text)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::setInput(const QELString&)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     inputBytes = QELBlob(text.p, static_cast<unsigned int>(text.len));
     inputSource = WholeInput;
@@ -520,6 +548,7 @@ QELChildProcess& QELChildProcess::setInput(const QELString& text)
 
 QELChildProcess& QELChildProcess::setInput(const QELGBlob& bytes)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::setInput(const QELGBlob&)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     inputBytes = QELBlob(bytes.p, bytes.size);
     inputSource = WholeInput;
@@ -528,6 +557,7 @@ QELChildProcess& QELChildProcess::setInput(const QELGBlob& bytes)
 
 QELChildProcess& QELChildProcess::setInput(const InputCallback& callback)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::setInput(const InputCallback&)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     inputCallback = callback;
     inputSource = CallbackInput;
@@ -536,6 +566,7 @@ QELChildProcess& QELChildProcess::setInput(const InputCallback& callback)
 
 QELChildProcess& QELChildProcess::setInputDescriptor(int fd)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::setInputDescriptor(int)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     inputFd = fd;
     inputSource = DescriptorInput;
@@ -544,6 +575,7 @@ QELChildProcess& QELChildProcess::setInputDescriptor(int fd)
 
 QELChildProcess& QELChildProcess::setTimeout(int64_t timeout, int64_t grace)
 {
+    QEL_OPERATION("QELChildProcess& QELChildProcess::setTimeout(int64_t, int64_t)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     timeoutMs = timeout;
     graceMs = grace;
@@ -552,6 +584,7 @@ QELChildProcess& QELChildProcess::setTimeout(int64_t timeout, int64_t grace)
 
 bool QELChildProcess::start()
 {
+    QEL_OPERATION("bool QELChildProcess::start()");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     if (state != NotStarted)
         return false;
@@ -583,6 +616,7 @@ bool QELChildProcess::start()
 
 bool QELChildProcess::wait(int64_t limitMs)
 {
+    QEL_OPERATION("bool QELChildProcess::wait(int64_t)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     if (state != Running)
         return state == Finished;
@@ -609,6 +643,7 @@ bool QELChildProcess::wait(int64_t limitMs)
 
 bool QELChildProcess::run()
 {
+    QEL_OPERATION("bool QELChildProcess::run()");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     bool done = start() && wait();
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
@@ -617,6 +652,7 @@ bool QELChildProcess::run()
 
 void QELChildProcess::closeInput()
 {
+    QEL_OPERATION("void QELChildProcess::closeInput()");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     closeFd(pipes[0]);
     pendingLeft = 0;
@@ -626,6 +662,7 @@ void QELChildProcess::closeInput()
 
 bool QELChildProcess::sendSignal(int signalNumber)
 {
+    QEL_OPERATION("bool QELChildProcess::sendSignal(int)");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     if (state != Running || (reaped && !ownProcessGroup))
         return false;

@@ -6,6 +6,7 @@
 //   count          read standard input to its end, print the byte count
 //   in:N           read N bytes of standard input (fewer at its end)
 //   log:TEXT       write a framed ERROR record with TEXT to standard error
+//   badlog:TEXT    the same with an attribute no reader knows (xmlns)
 //   fds            print each open descriptor (but the listing's own)
 //   ignoreterm     ignore SIGTERM
 //   grandchild     start a grandchild that prints its pid and sleeps
@@ -86,6 +87,21 @@ static void logRecord(const char* text)
     writeAll(2, record.chars(), static_cast<size_t>(record.length()));
 }
 
+// The record of logRecord with an xmlns attribute before its type, framed
+// again for its new size.
+static void logRecordWithUnknownAttribute(const char* text)
+{
+    QELLogEventXmlFormatter formatter;
+    QELLogEvent event(QELString(text), QELString("T1"), 2, QELString());
+    std::string record = formatter.formatEvent(event).chars();
+    std::string body = record.substr(29);
+    body.replace(body.find("<Message "), 9, "<Message xmlns=\"urn:qel\" ");
+    char header[64];
+    snprintf(header, sizeof header, "<!-- QELLog size=%-8zu -->", body.size());
+    std::string framed = header + body;
+    writeAll(2, framed.data(), framed.size());
+}
+
 static void startGrandchild()
 {
     pid_t child = fork();
@@ -119,6 +135,8 @@ static bool step(const std::string& word)
             printf("%zu\n", total), fflush(stdout);
     } else if (name == "log")
         logRecord(value);
+    else if (name == "badlog")
+        logRecordWithUnknownAttribute(value);
     else if (name == "fds")
         listDescriptors();
     else if (name == "ignoreterm")

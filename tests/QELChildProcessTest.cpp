@@ -256,6 +256,24 @@ TEST(QELChildProcessTest, LastUnterminatedErrorLineReachesTheLog)
     EXPECT_EQ(text(log.getBuffer()), "          abcde\n");
 }
 
+TEST(QELChildProcessTest, RecordWithAnUnknownAttributeArrivesAsPlainLines)
+{
+    QELBufferedTextLog log;
+    std::vector<std::string> refused;
+    QELChildProcess runner;
+    script(runner, {"badlog:strange", "log:normal"});
+    runner.log = &log;
+    runner.refusedRecordCallback = [&](const QELString& record) { refused.push_back(text(record)); };
+    ASSERT_TRUE(runner.run());
+    EXPECT_EQ(runner.exitCode(), 0);
+    ASSERT_EQ(refused.size(), 1u);
+    EXPECT_NE(refused[0].find("xmlns"), std::string::npos);
+    std::string printed = text(log.getBuffer());
+    EXPECT_NE(printed.find("          <!-- QELLog size="), std::string::npos);
+    EXPECT_NE(printed.find("strange</Message>"), std::string::npos);
+    EXPECT_NE(printed.find("<ERROR>   normal\n"), std::string::npos);
+}
+
 TEST(QELChildProcessTest, TimeoutTerminatesAChild)
 {
     QELChildProcess runner;

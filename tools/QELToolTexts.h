@@ -29,6 +29,7 @@
     X(cannotEnterDirectory, "cannot change to the directory '{0}': {1}", "ERROR") \
     X(childTimedOut, "'{0}' timed out after {1}", "ERROR") \
     X(childSignaled, "'{0}' was ended by signal {1} ({2})", "ERROR") \
+    X(childRecordRefused, "a log record of '{0}' has an attribute that is not read; it follows as plain lines", "WARNING") \
     X(qelconfigHelp, QEL_TOOL_QELCONFIG_HELP, "INFO") \
     X(qellogHelp, QEL_TOOL_QELLOG_HELP, "INFO") \
     X(qelrunHelp, QEL_TOOL_QELRUN_HELP, "INFO")

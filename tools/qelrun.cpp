@@ -140,6 +140,10 @@ int setUp(QELChildProcess& runner, const RunOptions& options, char** argv, QELLo
     runner.streams[1] = QELChildProcess::Inherit;
     runner.log = &log;
     runner.errorCallback = [](const char*, int) {}; // the log shows it; nothing is gathered
+    QELString name = runner.program;
+    runner.refusedRecordCallback = [name](const QELString&) {
+        toolWarn(PROGRAM, QELToolTexts::texts().childRecordRefused, name);
+    };
     int64_t timeout = -1, grace = -1;
     const char* bad = nullptr;
     if (options.timeout != nullptr && !parseDuration(options.timeout, timeout))

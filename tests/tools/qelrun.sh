@@ -79,6 +79,18 @@ wait "$runner"
 check "SIGTERM is passed on to the child" equals "$?" 143
 check "forwarded signal says why" contains "$(cat "$SCRATCH/forwarded")" "signal 15"
 
+cat > "$SCRATCH/stranger.sh" <<'SH'
+body='<Message type="ERROR" xmlns="urn:other">a record from elsewhere</Message>'
+printf '<!-- QELLog size=%-8d -->%s\n' "${#body}" "$body" >&2
+echo "after the record" >&2
+exit 3
+SH
+capture run_clean "$BIN/qelrun" --level ERROR sh "$SCRATCH/stranger.sh"
+check "unknown attribute: the child's code" equals "$RC" 3
+check "unknown attribute: one warning" equals "$(grep -c 'follows as plain lines' <<< "$ERR")" 1
+check "unknown attribute: the record as plain lines" contains "$ERR" "a record from elsewhere</Message>"
+check "unknown attribute: later lines still arrive" contains "$ERR" "after the record"
+
 capture run_clean "$BIN/qelrun" --version
 check "--version exits 0" equals "$RC" 0
 check "--version prints the library version" contains "$OUT" "qelrun (QELStd) "
