@@ -13,7 +13,7 @@ FUZZ_DIR=$(cd "$(dirname "$0")" && pwd)
 ROOT=$(dirname "$FUZZ_DIR")
 BUILD=${BUILD_DIR:-$ROOT/build-fuzz}
 JOBS=${JOBS:-2}
-TARGETS=(fuzz_date fuzz_logstream fuzz_logrecord fuzz_fullline fuzz_string fuzz_stringcore fuzz_blob fuzz_setup fuzz_translation fuzz_textliteral fuzz_encoding)
+TARGETS=(fuzz_date fuzz_logstream fuzz_logrecord fuzz_fullline fuzz_string fuzz_stringcore fuzz_blob fuzz_setup fuzz_translation fuzz_textliteral fuzz_encoding fuzz_childprocess)
 [ $# -gt 0 ] && TARGETS=("$@")
 
 SAN="-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer"

@@ -125,7 +125,8 @@ public:
     // child has ended; false otherwise, the child still running. The timeout
     // policy applies inside wait. False at once when not running.
     bool wait(int64_t limitMs = -1);
-    // start() then wait(); false when either is.
+    // start(), then wait() until the child has ended, also across
+    // interruptions by signal handlers. False when start() is.
     bool run();
     // Closes the child's input now (it then reads end of file).
     void closeInput();

@@ -645,7 +645,11 @@ bool QELChildProcess::run()
 {
     QEL_OPERATION("bool QELChildProcess::run()");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
-    bool done = start() && wait();
+    bool started = start();
+    while (started && running() && !wait()) {
+        // A signal handler interrupted the wait: wait on.
+    }
+    bool done = started && finished();
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     return done;
 }

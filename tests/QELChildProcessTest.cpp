@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -323,6 +325,35 @@ TEST(QELChildProcessTest, WaitWithALimitLeavesTheChildRunning)
     EXPECT_EQ(runner.terminationSignal(), SIGKILL);
     EXPECT_FALSE(runner.timedOut());
     EXPECT_FALSE(runner.kill());
+}
+
+std::atomic<int> handledSignals(0);
+extern "C" void countSignal(int)
+{
+    handledSignals++;
+}
+
+TEST(QELChildProcessTest, RunWaitsOnAcrossSignalHandlers)
+{
+    struct sigaction action, previous;
+    memset(&action, 0, sizeof action);
+    action.sa_handler = countSignal; // no SA_RESTART: poll fails with EINTR
+    sigaction(SIGUSR1, &action, &previous);
+    pthread_t self = pthread_self();
+    std::thread signaller([self] {
+        for (int i = 0; i < 5; i++) {
+            usleep(20000);
+            pthread_kill(self, SIGUSR1);
+        }
+    });
+    QELChildProcess runner;
+    script(runner, {"sleep:300"});
+    bool ran = runner.run();
+    signaller.join();
+    sigaction(SIGUSR1, &previous, NULL);
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(runner.exitCode(), 0);
+    EXPECT_GT(handledSignals.load(), 0);
 }
 
 TEST(QELChildProcessTest, DestroyingARunningRunnerKillsAndReapsTheChild)
