@@ -1,6 +1,15 @@
 // QELChildProcess: a runner for one child process whose standard streams are
 // streamed both ways at once, with live output, live log events, timeouts
 // and signals.
+//
+// Deliberately not done: no PATH search unless searchPath is set; no shell
+// (arguments go to the program as they are); no terminal (pty); output is
+// never split or buffered by lines; a grandchild that keeps a pipe open keeps
+// wait() reading until it closes it (or the timeout ends the group); the
+// error stream's text reaches the log deserializer up to a NUL byte in each
+// piece read (the callbacks and the collected bytes get every byte).
+// Threads: many runners may wait in many threads at once; SIGPIPE is blocked
+// in a waiting thread and consumed, never delivered.
 #ifndef QELCHILDPROCESS_H
 #define QELCHILDPROCESS_H
 
@@ -21,19 +30,12 @@
 // cause and its errno.
 #define QEL_CHILD_PROCESS_INVARIANT(c) ( ( ((c)->state==QELChildProcess::NotStarted) && ((c)->pid==-1) ) || ( ((c)->state==QELChildProcess::Running) && ((c)->pid>0) ) || ( ((c)->state==QELChildProcess::Finished) && ( ((c)->code>=0) != ((c)->signal>0) ) ) || ( ((c)->state==QELChildProcess::StartFailed) && ((c)->startCause!=QELChildProcess::NoFailure) && ((c)->startErrno!=0) ) )
 
-// Runs one program as a child: set it up, start() (or run()), then wait().
-// wait() is one poll loop in the calling thread that writes the input while
-// it reads the output and the error stream, so no amount of data in either
-// direction deadlocks; callbacks and the log are called from inside wait().
-// The runner owns its pipes, its deserializer and the collected text; it
-// does not own the log, the input descriptor or the callbacks' objects.
-// Destroying a runner whose child still runs kills the child (SIGKILL, or
-// its group) and reaps it, so no zombie is left.
-// Deliberately not done: no PATH search unless searchPath is set; no
-// terminal (pty); no shell (arguments are passed as they are); output is
-// never buffered by lines; a grandchild that keeps a pipe open keeps wait()
-// reading until it closes it (or the timeout ends the group). One runner is
-// used by one thread at a time; many runners may run in many threads.
+// Runs one program as a child: set it up, start() (or run()), then wait(),
+// one poll loop in the calling thread that writes the input while it reads
+// both outputs, calling the callbacks and the log from inside. Owns its
+// pipes, deserializer and collected bytes, not the log, the input descriptor
+// or the callbacks' objects. Destroying it while its child runs kills the
+// child (or its group) and reaps it. One thread at a time per runner.
 class QELChildProcess {
 public:
     // What each standard stream of the child is connected to.

@@ -150,6 +150,14 @@ static bool openStream(QELChildProcess& c, int index, int& childEnd)
     return c.pipes[index] >= 0 && childEnd >= 0;
 }
 
+// The program's path as the child sees it after changing directory.
+static QELString programPath(const QELChildProcess& c)
+{
+    if (c.directory.isEmpty() || c.program.p[0] == '/')
+        return c.program;
+    return c.directory + QELString("/") + c.program;
+}
+
 // Why the spawn failed with `error`: the working directory is checked first,
 // since a failed chdir and a missing program share ENOENT.
 static void classifyFailure(QELChildProcess& c, int error)
@@ -170,9 +178,7 @@ static void classifyFailure(QELChildProcess& c, int error)
             return;
         }
     }
-    QELString path = c.program;
-    if (!c.directory.isEmpty() && c.program.p[0] != '/')
-        path = c.directory + QELString("/") + c.program;
+    QELString path = programPath(c);
     struct stat st;
     if (error == ENOENT || error == ENOTDIR)
         c.startCause = QELChildProcess::NotFound;
@@ -182,6 +188,29 @@ static void classifyFailure(QELChildProcess& c, int error)
         c.startCause = QELChildProcess::NotExecutable;
     else
         c.startCause = QELChildProcess::SpawnFailed;
+}
+
+// The errno that starting the program would fail with, checked before the
+// spawn (0 when it looks runnable): glibc reports the child's exec error
+// itself, but not where vfork is emulated by fork (valgrind), and a check
+// costs a stat. A program searched along PATH is left to posix_spawnp.
+static int runnableError(const QELChildProcess& c)
+{
+    if (c.searchPath && strchr(c.program.p, '/') == NULL)
+        return 0;
+    struct stat st;
+    if (!c.directory.isEmpty()) {
+        if (stat(c.directory.p, &st) != 0)
+            return errno;
+        if (!S_ISDIR(st.st_mode))
+            return ENOTDIR;
+    }
+    QELString path = programPath(c);
+    if (stat(path.p, &st) != 0)
+        return errno;
+    if (S_ISDIR(st.st_mode))
+        return EACCES;
+    return access(path.p, X_OK) != 0 ? errno : 0;
 }
 
 // posix_spawn with the child's ends on 0, 1 and 2, every other descriptor
@@ -592,7 +621,9 @@ bool QELChildProcess::start()
     bool opened = true;
     for (int i = 0; i < 3 && opened; i++)
         opened = openStream(*this, i, childEnds[i]);
-    int error = opened ? spawnChild(*this, childEnds) : (errno != 0 ? errno : EMFILE);
+    int error = opened ? runnableError(*this) : (errno != 0 ? errno : EMFILE);
+    if (opened && error == 0)
+        error = spawnChild(*this, childEnds);
     for (int i = 0; i < 3; i++)
         closeFd(childEnds[i]);
     if (error != 0) {
