@@ -26,6 +26,10 @@
     X(qelrunUsage, "usage: qelrun [--level LEVEL] [--dir DIRECTORY] [--timeout DURATION [--kill-after DURATION]] [--] PROGRAM [ARGUMENT...]", "ERROR") \
     X(badDuration, "'{0}' is not a duration (seconds, or a number with the suffix s, m, h or d)", "ERROR") \
     X(cannotStart, "cannot run '{0}': {1}", "ERROR") \
+    X(causeNotFound, "not found", "ERROR") \
+    X(causeNotExecutable, "not executable", "ERROR") \
+    X(causeIsDirectory, "is a directory", "ERROR") \
+    X(causeNoProcess, "no process can be started", "ERROR") \
     X(cannotEnterDirectory, "cannot change to the directory '{0}': {1}", "ERROR") \
     X(childTimedOut, "'{0}' timed out after {1}", "ERROR") \
     X(childSignaled, "'{0}' was ended by signal {1} ({2})", "ERROR") \
@@ -97,7 +101,7 @@ public:
 
 private:
     QELToolTexts();
-    QELTextLiteral* literals[32];
+    QELTextLiteral* literals[64]; // every text once, then a null
 };
 
 #endif

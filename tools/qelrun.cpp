@@ -178,14 +178,26 @@ void waitForwarding(QELChildProcess& runner)
     }
 }
 
+// The cause in this language, with the system's errno text.
+QELString startCause(const QELChildProcess& runner)
+{
+    const QELToolTexts& texts = QELToolTexts::texts();
+    if (runner.startCause == QELChildProcess::IsDirectory) // its EACCES says only "Permission denied"
+        return fillLiteral(texts.causeIsDirectory, {});
+    const QELParameterizedTextLiteral& cause = runner.startCause == QELChildProcess::NotFound ? texts.causeNotFound
+        : runner.startCause == QELChildProcess::NotExecutable ? texts.causeNotExecutable
+        : texts.causeNoProcess;
+    return fillLiteral(cause, {}) + QELString(" (") + QELString(std::strerror(runner.startErrno)) + QELString(")");
+}
+
 int reportStartFailure(const QELChildProcess& runner, const RunOptions& options, const QELString& name)
 {
-    QELString cause(std::strerror(runner.startErrno));
     if (runner.startCause == QELChildProcess::DirectoryFailed) {
-        toolError(PROGRAM, QELToolTexts::texts().cannotEnterDirectory, QELString(options.directory), cause);
+        toolError(PROGRAM, QELToolTexts::texts().cannotEnterDirectory, QELString(options.directory),
+                  QELString(std::strerror(runner.startErrno)));
         return 1;
     }
-    toolError(PROGRAM, QELToolTexts::texts().cannotStart, name, runner.startFailureText());
+    toolError(PROGRAM, QELToolTexts::texts().cannotStart, name, startCause(runner));
     if (runner.startCause == QELChildProcess::NotFound)
         return EXIT_NOT_FOUND;
     if (runner.startCause == QELChildProcess::SpawnFailed)
