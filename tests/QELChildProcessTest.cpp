@@ -379,7 +379,7 @@ struct StartFailureCase {
 
 TEST(QELChildProcessTest, StartFailuresAreReportedWithTheirCause)
 {
-    char scratch[] = "/tmp/qelchildXXXXXX";
+    char scratch[] = QEL_TEST_BIN_DIR "/qelchildXXXXXX";
     ASSERT_NE(mkdtemp(scratch), nullptr);
     std::string plain = std::string(scratch) + "/plain";
     std::ofstream(plain) << "data\n";
