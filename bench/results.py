@@ -101,6 +101,12 @@ SECTIONS = [
          "BM_HandWritten_Collect256MiB",
          ["BM_PosixSpawn_Collect256MiB", "BM_Poco_Collect256MiB", "BM_QProcess_Collect256MiB"]),
     ]),
+    ("Child processes", "hand-written posix_spawn and poll loop (QProcess beside); wall time", [
+        ("QELChildProcess start and wait for /bin/true (goal = 0.9x posix_spawn's rate)",
+         "BM_ChildProcess_True", "BM_PosixSpawnBare_True", 1.11, ["BM_PosixSpawnPipes_True", "BM_QProcess_True"]),
+        ("QELChildProcess cat 256 MiB in and out (time; goal = 0.8x throughput)", "BM_ChildProcess_Cat256MiB",
+         "BM_PollLoop_Cat256MiB", 1.25, ["BM_QProcess_Cat256MiB"]),
+    ]),
     ("Encoding", "ICU ucnv_convert (iconv beside); CPU time per 10 MB", [
         ("10 MB ISO-8859-1 to UTF-8", "BM_Encoding_latin1ToUtf8/qel", "BM_Encoding_latin1ToUtf8/icu",
          ["BM_Encoding_latin1ToUtf8/iconv"]),

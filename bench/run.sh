@@ -31,7 +31,7 @@ options_for() {
     case "$1" in
         QELString|QELDate|QELLog|QELContainer|QELEncoding)
             echo "--benchmark_min_time=0.1 --benchmark_repetitions=3" ;;
-        QELSetup|QELProcess)
+        QELSetup|QELProcess|QELChildProcess)
             echo "--benchmark_min_time=0.1 --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true" ;;
         *) echo "--benchmark_min_time=0.2" ;;
     esac

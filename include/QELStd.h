@@ -25,6 +25,7 @@
 #include "QELLog.h"
 #include "QELLogDeserializer.h"
 #include "QELProcess.h"
+#include "QELChildProcess.h"
 #include "QELTextLiteral.h"
 #include "QELTextLiteralsCollection.h"
 

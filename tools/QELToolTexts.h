@@ -21,9 +21,19 @@
     X(badLevel, "'{0}' is not a log level (0 to 6, or NONE, FATAL, ERROR, WARNING, STATUS, INFO, DEBUG)", "ERROR") \
     X(noSuchDirectory, "'{0}' is not a directory", "ERROR") \
     X(cannotRun, "cannot run '{0}'", "ERROR") \
+    X(badDuration, "'{0}' is not a duration (seconds, or a number with the suffix s, m, h or d)", "ERROR") \
+    X(cannotStart, "cannot run '{0}': {1}", "ERROR") \
+    X(causeNotFound, "not found", "ERROR") \
+    X(causeNotExecutable, "not executable", "ERROR") \
+    X(causeIsDirectory, "is a directory", "ERROR") \
+    X(causeNoProcess, "no process can be started", "ERROR") \
+    X(cannotEnterDirectory, "cannot change to the directory '{0}': {1}", "ERROR") \
+    X(childTimedOut, "'{0}' timed out after {1}", "ERROR") \
+    X(childSignaled, "'{0}' was ended by signal {1} ({2})", "ERROR") \
+    X(childRecordRefused, "a log record of '{0}' has an attribute that is not read; it follows as plain lines", "WARNING") \
     X(qelconfigUsage, "usage: qelconfig [--file FILE] [--json] [list | get PATH | set PATH VALUE | merge FROM]", "ERROR") \
     X(qellogUsage, "usage: qellog [OPTION...] [FILE...]  or  qellog emit --level LEVEL [--code CODE] [--] MESSAGE", "ERROR") \
-    X(qelrunUsage, "usage: qelrun [--level LEVEL] [--dir DIRECTORY] [--] PROGRAM [ARGUMENT...]", "ERROR") \
+    X(qelrunUsage, "usage: qelrun [--level LEVEL] [--dir DIRECTORY] [--timeout DURATION [--kill-after DURATION]] [--] PROGRAM [ARGUMENT...]", "ERROR") \
     X(qelconfigHelp, QEL_TOOL_QELCONFIG_HELP, "INFO") \
     X(qellogHelp, QEL_TOOL_QELLOG_HELP, "INFO") \
     X(qelrunHelp, QEL_TOOL_QELRUN_HELP, "INFO") \
@@ -92,16 +102,23 @@
     "Exit status: 0 success, 1 a file or write problem, 2 bad usage."
 
 #define QEL_TOOL_QELRUN_HELP \
-    "Usage: qelrun [--level LEVEL] [--dir DIRECTORY] [--] PROGRAM [ARGUMENT...]\n" \
-    "Runs PROGRAM (looked up along PATH when it has no slash), feeds it this\n" \
-    "standard input (none from a terminal), prints its standard output, and\n" \
-    "replays the log events of its standard error on standard error as a text\n" \
-    "log kept at LEVEL (default: the configured log level).\n" \
-    "  --level LEVEL    0 to 6, or NONE, FATAL, ERROR, WARNING, STATUS, INFO, DEBUG\n" \
-    "  --dir DIRECTORY  the child's working directory\n" \
-    "  --help           this text\n" \
-    "Exit status: the program's exit code, 128 + the signal that ended it,\n" \
-    "1 when it cannot be run, 2 bad usage."
+    "Usage: qelrun [OPTION...] [--] PROGRAM [ARGUMENT...]\n" \
+    "Runs PROGRAM (looked up along PATH when it has no slash) in its own process\n" \
+    "group, streams this standard input to it as it comes (none from a terminal),\n" \
+    "lets it write to this standard output, and replays the log events of its\n" \
+    "standard error on standard error as a text log kept at LEVEL (default: the\n" \
+    "configured log level) while it runs. SIGINT, SIGTERM and SIGHUP are passed on.\n" \
+    "  --level LEVEL          0 to 6, or NONE, FATAL, ERROR, WARNING, STATUS, INFO, DEBUG\n" \
+    "  --dir DIRECTORY        the child's working directory\n" \
+    "  --timeout DURATION     send SIGTERM after DURATION (seconds, or with s, m, h, d)\n" \
+    "  --kill-after DURATION  with --timeout: send SIGKILL if it still runs DURATION later\n" \
+    "  --version              the library's version\n" \
+    "  --help                 this text\n" \
+    "Options may be written --option=VALUE.\n" \
+    "Exit status: the program's exit code; 124 when it timed out (137 when it had\n" \
+    "to be killed); 126 when it cannot be executed; 127 when it is not found;\n" \
+    "128 + the signal that ended it; 1 when the directory cannot be entered or no\n" \
+    "process can be started; 2 bad usage."
 
 // The collection "QELTools". Lives for the whole program (texts()).
 class QELToolTexts : public QELTextLiteralsCollection {
