@@ -1,6 +1,7 @@
 // QELLogDeserializerBench: splitting and parsing a 50 MB stream of framed
 // records and plain lines, against expat parsing the same records one by one
-// with a reset parser; and 10 MB of one line against 10 MB of short lines.
+// with a reset parser; 10 MB of one line against 10 MB of short lines; and
+// 64 MB of hostile input against 64 MB of plain lines of the same shape.
 #include <benchmark/benchmark.h>
 
 #include <expat.h>
@@ -68,20 +69,26 @@ public:
     }
 };
 
+// Appends `text` to `d` in pipe-sized pieces, as exec's reader does.
+void feedInPipePieces(QELLogDeserializer& d, const std::string& text)
+{
+    std::vector<char> piece(kPiece + 1);
+    for (size_t at = 0; at < text.size(); at += kPiece) {
+        size_t n = std::min(kPiece, text.size() - at);
+        memcpy(piece.data(), text.data() + at, n);
+        piece[n] = '\0';
+        QELString wrapped;
+        wrapped.wrap(piece.data());
+        d.append(wrapped);
+    }
+}
+
 void BM_Deserializer_Stream50MB(benchmark::State& state)
 {
     const std::string& text = stream().text;
-    std::vector<char> piece(kPiece + 1);
     for (auto _ : state) {
         CountingDeserializer d;
-        for (size_t at = 0; at < text.size(); at += kPiece) {
-            size_t n = std::min(kPiece, text.size() - at);
-            memcpy(piece.data(), text.data() + at, n);
-            piece[n] = '\0';
-            QELString wrapped;
-            wrapped.wrap(piece.data());
-            d.append(wrapped);
-        }
+        feedInPipePieces(d, text);
         d.flush();
         benchmark::DoNotOptimize(d.events);
     }
@@ -129,6 +136,28 @@ void BM_Expat_RecordsOneByOne(benchmark::State& state)
 }
 BENCHMARK(BM_Expat_RecordsOneByOne)->Unit(benchmark::kMillisecond);
 
+// The peer with no per-record cost at all: expat on every record of the
+// stream as the content of one document, with one parser and no reset.
+void BM_Expat_RecordsAsOneStream(benchmark::State& state)
+{
+    const Stream& s = stream();
+    ExpatSink sink;
+    for (auto _ : state) {
+        XML_Parser parser = XML_ParserCreate(NULL);
+        XML_SetUserData(parser, &sink);
+        XML_SetElementHandler(parser, expatStart, NULL);
+        XML_SetCharacterDataHandler(parser, expatText);
+        XML_Parse(parser, "<Records>", 9, XML_FALSE);
+        for (const auto& record : s.records)
+            XML_Parse(parser, s.text.data() + record.first, static_cast<int>(record.second), XML_FALSE);
+        XML_Parse(parser, "</Records>", 10, XML_TRUE);
+        XML_ParserFree(parser);
+        benchmark::DoNotOptimize(sink.attributes);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * s.text.size()));
+}
+BENCHMARK(BM_Expat_RecordsAsOneStream)->Unit(benchmark::kMillisecond);
+
 // 10 MB of standard error in pipe-sized pieces: one line without a line end
 // until the last byte, against the same bytes cut into 100-byte lines.
 void feedTenMegabytes(benchmark::State& state, bool withLineEnds)
@@ -139,17 +168,9 @@ void feedTenMegabytes(benchmark::State& state, bool withLineEnds)
         for (size_t i = 99; i < total; i += 100)
             text[i] = '\n';
     text[total - 1] = '\n';
-    std::vector<char> piece(kPiece + 1);
     for (auto _ : state) {
         CountingDeserializer d;
-        for (size_t at = 0; at < total; at += kPiece) {
-            size_t n = std::min(kPiece, total - at);
-            memcpy(piece.data(), text.data() + at, n);
-            piece[n] = '\0';
-            QELString wrapped;
-            wrapped.wrap(piece.data());
-            d.append(wrapped);
-        }
+        feedInPipePieces(d, text);
         benchmark::DoNotOptimize(d.events);
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * total));
@@ -166,6 +187,56 @@ void BM_Deserializer_TenMegabytesShortLines(benchmark::State& state)
     feedTenMegabytes(state, true);
 }
 BENCHMARK(BM_Deserializer_TenMegabytesShortLines)->Unit(benchmark::kMillisecond);
+
+// 64 MB built to make the reader work hard, each beside 64 MB of harmless
+// plain text of the same shape: one line that opens with a header start and
+// goes on in digits, against one line of letters; lines that are all
+// headers asking for 10 MB records, against lines of letters as long.
+const size_t kHostileBytes = 64u << 20;
+
+std::string repeatedUpTo64MB(const std::string& opening, const std::string& unit)
+{
+    std::string text = opening;
+    text.reserve(kHostileBytes + unit.size());
+    while (text.size() < kHostileBytes)
+        text += unit;
+    return text + "\n";
+}
+
+void feed64MB(benchmark::State& state, const std::string& text)
+{
+    for (auto _ : state) {
+        CountingDeserializer d;
+        feedInPipePieces(d, text);
+        d.flush();
+        benchmark::DoNotOptimize(d.events);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+
+void BM_Deserializer_HeaderStartThenDigits64MB(benchmark::State& state)
+{
+    feed64MB(state, repeatedUpTo64MB("<!-- QELLog size=", "1234567890"));
+}
+BENCHMARK(BM_Deserializer_HeaderStartThenDigits64MB)->Unit(benchmark::kMillisecond);
+
+void BM_Deserializer_OneLine64MB(benchmark::State& state)
+{
+    feed64MB(state, repeatedUpTo64MB("", "abcdefghij"));
+}
+BENCHMARK(BM_Deserializer_OneLine64MB)->Unit(benchmark::kMillisecond);
+
+void BM_Deserializer_BogusHeaderLines64MB(benchmark::State& state)
+{
+    feed64MB(state, repeatedUpTo64MB("", "<!-- QELLog size=10000000 -->\n"));
+}
+BENCHMARK(BM_Deserializer_BogusHeaderLines64MB)->Unit(benchmark::kMillisecond);
+
+void BM_Deserializer_ShortLines64MB(benchmark::State& state)
+{
+    feed64MB(state, repeatedUpTo64MB("", "abcdefghijklmnopqrstuvwxyzabc\n"));
+}
+BENCHMARK(BM_Deserializer_ShortLines64MB)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -2,7 +2,7 @@
 // compared with the record built step by step from escapeXMLString and
 // getXmlTimestamp, then read back through the deserializer between plain
 // lines and cut at fuzzer-chosen points. Properties: the framed text is
-// exactly the described record, every input byte is accounted for, and an
+// exactly that step-by-step record, every input byte is accounted for, and an
 // event whose texts XML can carry comes back with the same type, code,
 // message, stack trace and timestamp.
 #include <cstdint>

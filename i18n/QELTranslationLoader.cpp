@@ -20,6 +20,7 @@
 
 #include <expat.h>
 
+#include "QELI18nEntryPoints.h"
 #include "QELTextLiteral.h"
 #include "QELTextLiteralsCollection.h"
 

@@ -42,8 +42,20 @@ void logEventText(void* userData, const char* text, int length);
 // expected), 2 (plain line) or 3 (record of recordSize bytes pending).
 class QELLogDeserializer {
 public:
+    // Values of `state`.
+    static constexpr int32_t EXPECTING_HEADER = 1;
+    static constexpr int32_t READING_LINE = 2;
+    static constexpr int32_t READING_RECORD = 3;
+    // Values of `lineEndTail`.
+    static constexpr int32_t NO_LINE_END_TAIL = 0;
+    static constexpr int32_t ANY_LINE_ENDS_TAIL = 1;
+    static constexpr int32_t CR_OR_LF_TAIL = 2;
+    static constexpr int32_t LF_TAIL = 3;
+
     // Text received and not yet consumed. While a record is pending (state 3)
-    // it still begins with the record's 29-byte header.
+    // it still begins with the record's 29-byte header. It looks into a
+    // store that the deserializer owns (it owns no block of its own), so
+    // that dropping what is consumed costs nothing; a caller may replace it.
     QELString buffer;
     int32_t state;
     int32_t recordSize;
@@ -61,9 +73,9 @@ public:
     // long line arriving in pieces costs linear time.
     int32_t scanned;
     // Line-end bytes that may still continue the last line end when they
-    // arrive in the next piece: 0 none, 1 any run of CR and LF (after a
-    // record), 2 CR or LF (after one CR), 3 LF (after CR CR). It makes the
-    // result independent of how the stream is cut.
+    // arrive in the next piece: none, any run of CR and LF (after a record),
+    // CR or LF (after one CR), LF (after CR CR). It makes the result
+    // independent of how the stream is cut.
     int32_t lineEndTail;
 
     // The companion library's entry points, loaded once per process.
@@ -85,8 +97,9 @@ public:
     // A state outside 1 to 3 aborts (assertion 0). A record attribute other
     // than the four above aborts (see startLogEventElement).
     void append(const QELString& text);
-    // Delivers everything left as plain lines, a remainder without a line
-    // end as one last line.
+    // Ends the stream: delivers everything left, a record that cannot
+    // complete any more as plain lines and a remainder without a line end
+    // as one last line. The next append starts a new stream.
     void flush();
     // Parses the `length` bytes of `text` at `start` into `event`, loading
     // the companion library first if needed. Returns false when the record
@@ -96,6 +109,64 @@ public:
 
     QELLogDeserializer(const QELLogDeserializer&) = delete;
     QELLogDeserializer& operator=(const QELLogDeserializer&) = delete;
+
+protected:
+    // The start-element callback the parser is made with.
+    QELLogEventStartElementHandler startElementHandler;
+
+    // A deserializer whose parser reports elements to `startElement`.
+    QELLogDeserializer(QELLog* log, QELLogEventStartElementHandler startElement);
+    // Parses the pending record (its recordSize bytes, header excluded) into
+    // `record`. False sends the record, header included, out as plain lines.
+    virtual QELBoolean parseRecord(const QELString& recordText);
+
+private:
+    // The text one append works through: the caller's, read in place, or the
+    // store's. It is terminated at `total` (or at an earlier NUL).
+    struct Cursor {
+        const char* base;
+        unsigned int pos;   // first byte not consumed
+        unsigned int total; // bytes of text
+        bool inStore;
+    };
+
+    // Pending text at storeStart (consumed text before it), terminated.
+    QELString store;
+    unsigned int storeStart;
+    // Set while flush runs: nothing waits for more text.
+    bool finishing;
+
+    Cursor takeText(const QELString& text);
+    bool stepHeader(Cursor& at);
+    bool stepLine(Cursor& at);
+    bool stepRecord(Cursor& at);
+    void startLine();
+    void skipLineEndTail(Cursor& at);
+    void passLineEnd(Cursor& at, const char* lineEnd);
+    QELBoolean parseStoredRecord(unsigned int start);
+    void moveIntoStore(Cursor& at);
+    void keepRest(const Cursor& at);
+    void appendToStore(const char* text, unsigned int n);
+    void showPending();
+    void forgetPending();
+    void adoptChangedBuffer();
+};
+
+// A deserializer for streams from writers it does not trust: a record whose
+// Message element carries an attribute other than the four known ones does
+// not stop the process. It is refused instead: recordRefused is called once
+// with the record's bytes (header excluded), and then the record comes out
+// as plain lines, header line included, as a record that does not parse
+// does. Every other record and line is delivered as by the base class.
+class QELTolerantLogDeserializer : public QELLogDeserializer {
+public:
+    explicit QELTolerantLogDeserializer(QELLog* log);
+    // Called once per refused record, before its lines are delivered, so that
+    // a tool can print one warning. The default does nothing.
+    virtual void recordRefused(const QELString& record);
+
+protected:
+    QELBoolean parseRecord(const QELString& recordText) override;
 };
 
 #endif

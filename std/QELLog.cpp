@@ -1,27 +1,23 @@
 // QELLog: log sinks, the text and framed XML formatters, the stream and
-// buffer printers, the global standard-error sink, and the deserializer that
-// reads framed records back.
+// buffer printers, and the global standard-error sink. The deserializer that
+// reads framed records back lives in QELLogDeserializer.cpp.
 //
-// The assertion reports of this family name fixed lines (135, 166, 194 for
-// the formatters; 333, 368, 374, 489 for the deserializer), given to
-// QEL_ASSERT_AT so that the reports stay the same as the file changes.
+// The formatters' assertion reports name fixed lines (135, 166, 194), given
+// to QEL_ASSERT_AT so that the reports stay the same as the file changes.
 #include "QELLog.h"
 
 #include <cstring>
-#include <dlfcn.h>
 #include <string.h>
 #include <time.h>
 #include <iostream>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include "QELAssert.h"
 #include "QELConfiguration.h"
 #include "QELDate.h"
-#include "QELLogDeserializer.h"
+#include "QELLogFrame.h"
 #include "QELStartup.h"
 #include "QELText.h"
+#include "QELXmlEscape.h"
 
 QEL_SOURCE_FILE("QELLog.cpp");
 
@@ -29,74 +25,6 @@ QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QEL_LOG_EVENT_HEADER_START("<!-- QELLog
 QEL_BUILT_AT(QEL_STAGE_VALUES) QELString QEL_LOG_EVENT_HEADER_END(" -->");
 
 namespace {
-
-// Bytes each input byte takes in escapeXMLString's output when an entity is
-// needed: the entity's length, 0 for other control characters, 1 else.
-struct XmlEscapeTable {
-    unsigned char width[256] = {};
-    constexpr XmlEscapeTable()
-    {
-        for (int c = 0; c < 256; c++)
-            width[c] = c < 32 ? 0 : 1;
-        width[(unsigned char)'"'] = 6;
-        width[(unsigned char)'&'] = 5;
-        width[(unsigned char)'<'] = 4;
-        width[(unsigned char)'>'] = 4;
-        width[9] = 4;
-        width[10] = 5;
-        width[13] = 5;
-    }
-};
-constexpr XmlEscapeTable xmlEscape; // built at compile time
-
-// Whether any of n bytes needs an entity (defined after the formatters).
-inline bool xmlScan(const char* s, size_t n, bool& nul);
-
-// Length of escapeXMLString(s) for the n bytes at s, computed without
-// building it. `special` tells whether any byte needs an entity (when none
-// does, the text is copied unchanged, control characters included); nul is
-// set when a NUL byte is copied.
-inline size_t xmlEscapedLength(const char* s, size_t n, bool& special, bool& nul)
-{
-    bool zero = false;
-    special = xmlScan(s, n, zero);
-    if (!special) {
-        nul = nul || zero;
-        return n;
-    }
-    const unsigned char* u = (const unsigned char*)s;
-    size_t total = 0;
-    for (size_t i = 0; i < n; i++)
-        total += xmlEscape.width[u[i]];
-    return total;
-}
-
-// Writes the bytes escapeXMLString would make of the n bytes at s; returns
-// the end of what was written.
-inline char* xmlEscapeInto(char* out, const char* s, size_t n, bool special)
-{
-    if (!special) {
-        memcpy(out, s, n);
-        return out + n;
-    }
-    const unsigned char* u = (const unsigned char*)s;
-    for (size_t i = 0; i < n; i++) {
-        unsigned char c = u[i];
-        switch (c) {
-        case '"': memcpy(out, "&quot;", 6); out += 6; break;
-        case '&': memcpy(out, "&amp;", 5); out += 5; break;
-        case '<': memcpy(out, "&lt;", 4); out += 4; break;
-        case '>': memcpy(out, "&gt;", 4); out += 4; break;
-        case 9: memcpy(out, "&#9;", 4); out += 4; break;
-        case 10: memcpy(out, "&#10;", 5); out += 5; break;
-        case 13: memcpy(out, "&#13;", 5); out += 5; break;
-        default:
-            if (c >= 32)
-                *out++ = (char)c;
-        }
-    }
-    return out;
-}
 
 inline char* twoDigits(char* out, unsigned v)
 {
@@ -144,7 +72,7 @@ inline char* put(char* out, const char* s, size_t n) { memcpy(out, s, n); return
 QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
 {
     QEL_OPERATION("virtual QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent&)");
-    if (event.type < 0 || event.type > 6)
+    if (event.type < QEL_LOG_LEVEL_LOWEST || event.type > QEL_LOG_LEVEL_HIGHEST)
         QEL_ASSERT_AT(0, 135);
     const size_t prefixLen = strlen(MESSAGE_TEXT_TYPES[event.type]);
     const size_t messageLen = (size_t)event.message.len;
@@ -167,127 +95,123 @@ QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
     return result;
 }
 
+namespace {
+
+const char XML_TYPE_OPEN[] = "<Message type=\"";
+const char XML_CODE_OPEN[] = " code=\"";
+const char XML_TIMESTAMP_OPEN[] = " timestamp=\"";
+const char XML_STACK_TRACE_OPEN[] = " stackTrace=\"";
+const char XML_MESSAGE_CLOSE[] = "</Message>\n";
+
+// Length of a string literal above, without its terminator.
+template <size_t N>
+constexpr size_t literalLength(const char (&)[N]) { return N - 1; }
+
+// One event's XML record, measured before it is written: type, optional
+// code, timestamp, optional stack trace, then the message; each attribute
+// value is closed by a double quote. Stack trace and message are escaped;
+// the code is not (deliberate).
+struct XmlRecord {
+    const QELLogEvent& event;
+    const char* typeName;
+    size_t typeLength;
+    char stamp[48];
+    size_t stampLength;
+    bool traceSpecial = false, messageSpecial = false;
+    bool nul = false; // a NUL byte is copied: the text ends there
+    size_t traceOut = 0, messageOut;
+    size_t size; // bytes of the record, its final line feed included
+
+    explicit XmlRecord(const QELLogEvent& e)
+        : event(e), typeName(MESSAGE_XML_TYPES[e.type]), typeLength(strlen(typeName)),
+          stampLength(xmlTimestampInto(stamp, e.timestamp))
+    {
+        const size_t codeLength = static_cast<size_t>(e.code.len);
+        nul = codeLength != 0 && memchr(e.code.p, 0, codeLength) != NULL;
+        if (e.stackTrace.len != 0)
+            traceOut = qelXmlEscapedLength(e.stackTrace.p, static_cast<size_t>(e.stackTrace.len), traceSpecial, nul);
+        messageOut = qelXmlEscapedLength(e.message.p, static_cast<size_t>(e.message.len), messageSpecial, nul);
+        size = literalLength(XML_TYPE_OPEN) + typeLength + 1;
+        if (codeLength != 0)
+            size += literalLength(XML_CODE_OPEN) + codeLength + 1;
+        size += literalLength(XML_TIMESTAMP_OPEN) + stampLength + 1;
+        if (e.stackTrace.len != 0)
+            size += literalLength(XML_STACK_TRACE_OPEN) + traceOut + 1;
+        size += 1 + messageOut + literalLength(XML_MESSAGE_CLOSE);
+    }
+
+    // Writes the record at q; returns its end.
+    char* writeInto(char* q) const
+    {
+        q = put(q, XML_TYPE_OPEN, literalLength(XML_TYPE_OPEN));
+        q = put(q, typeName, typeLength);
+        *q++ = '"';
+        if (event.code.len != 0) {
+            q = put(q, XML_CODE_OPEN, literalLength(XML_CODE_OPEN));
+            q = put(q, event.code.p, static_cast<size_t>(event.code.len));
+            *q++ = '"';
+        }
+        q = put(q, XML_TIMESTAMP_OPEN, literalLength(XML_TIMESTAMP_OPEN));
+        q = put(q, stamp, stampLength);
+        *q++ = '"';
+        if (event.stackTrace.len != 0) {
+            q = put(q, XML_STACK_TRACE_OPEN, literalLength(XML_STACK_TRACE_OPEN));
+            q = qelXmlEscapeInto(q, event.stackTrace.p, static_cast<size_t>(event.stackTrace.len), traceSpecial);
+            *q++ = '"';
+        }
+        *q++ = '>';
+        q = qelXmlEscapeInto(q, event.message.p, static_cast<size_t>(event.message.len), messageSpecial);
+        return put(q, XML_MESSAGE_CLOSE, literalLength(XML_MESSAGE_CLOSE));
+    }
+};
+
+// The frame before a record of `size` bytes: the header start, the size in
+// decimal padded on the right with blanks to its field's width, the header
+// end. Writes it at q when q is not null; returns its length.
+size_t writeFrameHeader(char* q, size_t size)
+{
+    char digits[16];
+    size_t digitCount = 0;
+    for (size_t v = size; v != 0 || digitCount == 0; v /= 10)
+        digits[15 - digitCount++] = static_cast<char>('0' + v % 10);
+    const size_t padded = digitCount < QEL_LOG_HEADER_SIZE_WIDTH ? QEL_LOG_HEADER_SIZE_WIDTH : digitCount;
+    const size_t startLength = static_cast<size_t>(QEL_LOG_EVENT_HEADER_START.len);
+    const size_t endLength = static_cast<size_t>(QEL_LOG_EVENT_HEADER_END.len);
+    if (q != NULL) {
+        q = put(q, QEL_LOG_EVENT_HEADER_START.p, startLength);
+        q = put(q, digits + 16 - digitCount, digitCount);
+        memset(q, ' ', padded - digitCount);
+        put(q + padded - digitCount, QEL_LOG_EVENT_HEADER_END.p, endLength);
+    }
+    return startLength + padded + endLength;
+}
+
+} // namespace
+
 // XML form: measured first, then header and record go into one exact block.
 QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
 {
     QEL_OPERATION("virtual QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent&)");
-    static const char typeOpen[] = "<Message type=\"";
-    static const char codeOpen[] = " code=\"";
-    static const char timeOpen[] = " timestamp=\"";
-    static const char traceOpen[] = " stackTrace=\"";
-    static const char messageClose[] = "</Message>\n";
-    if (event.type < 0 || event.type > 6)
+    if (event.type < QEL_LOG_LEVEL_LOWEST || event.type > QEL_LOG_LEVEL_HIGHEST)
         QEL_ASSERT_AT(0, 166);
-    const char* typeName = MESSAGE_XML_TYPES[event.type];
-    const size_t typeLen = strlen(typeName);
-    const size_t codeLen = (size_t)event.code.len;
-    bool nul = codeLen != 0 && memchr(event.code.p, 0, codeLen) != NULL;
-    char stamp[48];
-    const size_t stampLen = xmlTimestampInto(stamp, event.timestamp);
-    // Stack trace and message are escaped as escapeXMLString does; code is not.
-    bool traceSpecial = false, messageSpecial = false;
-    const size_t traceLen = (size_t)event.stackTrace.len;
-    const size_t traceOut = traceLen == 0 ? 0 :
-        xmlEscapedLength(event.stackTrace.p, traceLen, traceSpecial, nul);
-    const size_t messageLen = (size_t)event.message.len;
-    const size_t messageOut =
-        xmlEscapedLength(event.message.p, messageLen, messageSpecial, nul);
-
-    // The record: type, optional code, timestamp, optional stack trace,
-    // then the message; each attribute value is closed by a double quote.
-    size_t record = (sizeof typeOpen - 1) + typeLen + 1;
-    if (codeLen != 0)
-        record += (sizeof codeOpen - 1) + codeLen + 1;
-    record += (sizeof timeOpen - 1) + stampLen + 1;
-    if (traceLen != 0)
-        record += (sizeof traceOpen - 1) + traceOut + 1;
-    record += 1 + messageOut + (sizeof messageClose - 1);
-
+    const XmlRecord record(event);
     // The frame counts the record's bytes, its final line feed included.
-    if (record > QEL_LOG_EVENT_MAX_RECORD)
+    if (record.size > QEL_LOG_EVENT_MAX_RECORD)
         QEL_ASSERT_AT(0, 194);
-    char digits[16];
-    size_t digitCount = 0;
-    for (size_t v = record; v != 0 || digitCount == 0; v /= 10)
-        digits[15 - digitCount++] = (char)('0' + v % 10);
-    const size_t padded = digitCount < 8 ? 8 : digitCount;
-    const size_t startLen = (size_t)QEL_LOG_EVENT_HEADER_START.len;
-    const size_t endLen = (size_t)QEL_LOG_EVENT_HEADER_END.len;
-    const size_t total = startLen + padded + endLen + record;
-
+    const size_t total = writeFrameHeader(NULL, record.size) + record.size;
     QELString result;
-    result.resize((unsigned)total);
+    result.resize(static_cast<unsigned int>(total));
     char* q = result.lock();
-    q = put(q, QEL_LOG_EVENT_HEADER_START.p, startLen);
-    q = put(q, digits + 16 - digitCount, digitCount);
-    for (size_t i = digitCount; i < padded; i++)
-        *q++ = ' ';
-    q = put(q, QEL_LOG_EVENT_HEADER_END.p, endLen);
-
-    q = put(q, typeOpen, sizeof typeOpen - 1);
-    q = put(q, typeName, typeLen);
-    *q++ = '"';
-    if (codeLen != 0) {
-        q = put(q, codeOpen, sizeof codeOpen - 1);
-        q = put(q, event.code.p, codeLen); // not escaped (deliberate)
-        *q++ = '"';
-    }
-    q = put(q, timeOpen, sizeof timeOpen - 1);
-    q = put(q, stamp, stampLen);
-    *q++ = '"';
-    if (traceLen != 0) {
-        q = put(q, traceOpen, sizeof traceOpen - 1);
-        q = xmlEscapeInto(q, event.stackTrace.p, traceLen, traceSpecial);
-        *q++ = '"';
-    }
-    *q++ = '>';
-    q = xmlEscapeInto(q, event.message.p, messageLen, messageSpecial);
-    q = put(q, messageClose, sizeof messageClose - 1);
-    *q = '\0';
-    if (nul) {
+    q += writeFrameHeader(q, record.size);
+    *record.writeInto(q) = '\0';
+    if (record.nul) {
         result.unlock(false); // the text ends at the first NUL
     } else {
-        result.len = (int)total; // unlocked, with the length already known
+        result.len = static_cast<int>(total); // unlocked, with the length already known
         QEL_ASSERT(QEL_STRING_INVARIANT(&result));
     }
     return result;
 }
-
-namespace {
-
-// Whether any of the n bytes at s needs an entity; sets nul when one of
-// them is a NUL byte. Sixteen bytes at a time where the processor allows.
-inline bool xmlScan(const char* s, size_t n, bool& nul)
-{
-    const unsigned char* u = (const unsigned char*)s;
-    unsigned special = 0, zero = 0;
-    size_t i = 0;
-#if defined(__SSE2__)
-    const __m128i quote = _mm_set1_epi8('"'), amp = _mm_set1_epi8('&');
-    const __m128i lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>');
-    const __m128i tab = _mm_set1_epi8(9), lf = _mm_set1_epi8(10);
-    const __m128i cr = _mm_set1_epi8(13), nil = _mm_setzero_si128();
-    for (; i + 16 <= n; i += 16) {
-        const __m128i v = _mm_loadu_si128((const __m128i*)(u + i));
-        const __m128i m = _mm_or_si128(
-            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, quote), _mm_cmpeq_epi8(v, amp)),
-                         _mm_or_si128(_mm_cmpeq_epi8(v, lt), _mm_cmpeq_epi8(v, gt))),
-            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, tab), _mm_cmpeq_epi8(v, lf)),
-                         _mm_cmpeq_epi8(v, cr)));
-        special |= (unsigned)_mm_movemask_epi8(m);
-        zero |= (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, nil));
-    }
-#endif
-    for (; i < n; i++) {
-        special |= xmlEscape.width[u[i]] > 1;
-        zero |= u[i] == 0;
-    }
-    if (zero != 0)
-        nul = true;
-    return special != 0;
-}
-
-} // namespace
 
 QELLogEventFormatter::~QELLogEventFormatter()
 {
@@ -421,320 +345,3 @@ QELNullLog::~QELNullLog()
 
 // Built at load time, after the configuration that gives its level.
 QEL_BUILT_AT(QEL_STAGE_LOG_SINKS) QELXmlLog QEL_STDERR(std::cerr);
-
-
-// ---------------------------------------------------------------------------
-// QELLogDeserializer: splits a stream into framed XML log records and plain
-// lines and turns each back into a log event.
-// ---------------------------------------------------------------------------
-
-// Frame layout written by the XML formatter: start (17 bytes), the size
-// padded to 8 characters, end (4 bytes).
-static const unsigned int HEADER_START_LENGTH = 17;
-static const unsigned int HEADER_LENGTH = 29;
-static const int MIN_RECORD_SIZE = 10;
-static const int MAX_RECORD_SIZE = 10000000;
-
-QELCreateLogEventParserFunction QELLogDeserializer::createLogEventParser = NULL;
-QELParseLogEventFunction QELLogDeserializer::parseLogEvent = NULL;
-QELDeleteLogEventParserFunction QELLogDeserializer::deleteLogEventParser = NULL;
-
-void startLogEventElement(void* userData, const char* name, const char** attributes)
-{
-    QEL_OPERATION("void startLogEventElement(void*, const char*, const char**)");
-    (void)name;
-    QELLogEvent* event = static_cast<QELLogEvent*>(userData);
-    for (const char** a = attributes; a[0] != NULL; a += 2) {
-        const char* key = a[0];
-        const char* value = a[1];
-        if (strcmp(key, "type") == 0) {
-            event->type = getLogEventType(value);
-        } else if (strcmp(key, "code") == 0) {
-            event->code.empty();
-            event->code.append(value);
-        } else if (strcmp(key, "timestamp") == 0) {
-            QELString text;
-            text.wrap(value);
-            event->timestamp.setDate(text);
-        } else if (strcmp(key, "stackTrace") == 0) {
-            event->stackTrace.empty();
-            event->stackTrace.append(value);
-        } else {
-            QEL_ASSERT_AT(0, 333);
-        }
-    }
-}
-
-void logEventText(void* userData, const char* text, int length)
-{
-    // append() would take a count below 1 as "up to the terminator".
-    if (length > 0)
-        static_cast<QELLogEvent*>(userData)->message.append(text, length);
-}
-
-// Makes `event` a fresh level-0 event of the current second with an empty
-// message, keeping the blocks of its strings for reuse.
-static void resetEvent(QELLogEvent& event)
-{
-    event.message.empty();
-    event.code.empty();
-    event.stackTrace.empty();
-    event.type = 0;
-    event.timestamp.setDate(static_cast<long>(time(NULL)));
-}
-
-// The size after the header start at `p`: leading blanks skipped, decimal
-// digits up to the first non-digit. Values past the accepted range are
-// capped so that the reading cannot overflow. -1 when the blanks or digits
-// run up to `end`: the number may go on in text still to come, and waiting
-// keeps the result independent of how the stream is cut.
-static long readRecordSize(const char* p, const char* end)
-{
-    while (p < end && *p == ' ')
-        p++;
-    long n = 0;
-    while (p < end && *p >= '0' && *p <= '9') {
-        if (n <= MAX_RECORD_SIZE)
-            n = n * 10 + (*p - '0');
-        p++;
-    }
-    return p == end ? -1 : n;
-}
-
-// The first line feed or carriage return in [p, end), or null.
-static const char* findLineEnd(const char* p, const char* end)
-{
-    const char* lf = static_cast<const char*>(memchr(p, '\n', end - p));
-    const char* cr = static_cast<const char*>(memchr(p, '\r', (lf != NULL ? lf : end) - p));
-    return cr != NULL ? cr : lf;
-}
-
-// Opens the companion library: by its name first (LD_LIBRARY_PATH, then this
-// library's RUNPATH $ORIGIN), then by the path beside this library's own
-// file, for loaders that do not apply this library's RUNPATH to the call
-// (an interposed dlopen, as under AddressSanitizer, searches as its own).
-static void* openCompanionLibrary()
-{
-    void* library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
-    if (library != NULL)
-        return library;
-    Dl_info self;
-    if (dladdr(reinterpret_cast<void*>(&openCompanionLibrary), &self) == 0 || self.dli_fname == NULL)
-        return NULL;
-    const char* slash = strrchr(self.dli_fname, '/');
-    if (slash == NULL)
-        return NULL;
-    QELString path(self.dli_fname, static_cast<int>(slash - self.dli_fname) + 1);
-    path.append("libQELI18n.so");
-    return dlopen(path.p, RTLD_LAZY | RTLD_GLOBAL);
-}
-
-QELLogDeserializer::QELLogDeserializer(QELLog* log)
-    : buffer(), state(1), recordSize(0), log(log), parser(NULL), parserLog(), record(emptyString),
-      parserEvent(NULL), scanned(0), lineEndTail(0)
-{
-}
-
-void QELLogDeserializer::processEvent(const QELLogEvent& event)
-{
-    if (log != NULL)
-        log->log(event);
-}
-
-QELLogDeserializer::~QELLogDeserializer()
-{
-    if (deleteLogEventParser != NULL && parser != NULL)
-        deleteLogEventParser(parser);
-}
-
-QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start,
-                                                   unsigned int length)
-{
-    QEL_OPERATION("QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent&, const QELString&, unsigned int, unsigned int)");
-    if (createLogEventParser == NULL) {
-        // First record of the process: load the companion library, which
-        // lies beside this one.
-        void* library = openCompanionLibrary();
-        if (library == NULL) {
-            QEL_ASSERT_AT(0, 368);
-            return 0;
-        }
-        QELCreateLogEventParserFunction create =
-            reinterpret_cast<QELCreateLogEventParserFunction>(dlsym(library, "createLogEventParser"));
-        parseLogEvent = create ? reinterpret_cast<QELParseLogEventFunction>(dlsym(library, "parseLogEvent")) : NULL;
-        deleteLogEventParser = parseLogEvent
-            ? reinterpret_cast<QELDeleteLogEventParserFunction>(dlsym(library, "deleteLogEventParser")) : NULL;
-        if (deleteLogEventParser == NULL) {
-            QEL_ASSERT_AT(0, 374);
-            return 0;
-        }
-        createLogEventParser = create;
-    }
-    if (parser == NULL || parserEvent != &event) {
-        if (parser != NULL)
-            deleteLogEventParser(parser);
-        parser = createLogEventParser(&event, &parserLog, startLogEventElement, logEventText);
-        parserEvent = &event;
-    }
-    QELString recordText = text.mid(start, length);
-    return parseLogEvent(recordText, parser);
-}
-
-void QELLogDeserializer::append(const QELString& text)
-{
-    QEL_OPERATION("void QELLogDeserializer::append(const QELString&)");
-    // With nothing pending the caller's text is read in place and only its
-    // unconsumed tail is copied; otherwise the text joins the buffer, which
-    // grows geometrically. Text stops at its first NUL, as append() does.
-    const bool direct = buffer.len == 0;
-    const QELString* source = &buffer;
-    unsigned int total;
-    if (direct) {
-        source = &text;
-        total = static_cast<unsigned int>(strnlen(text.p, text.len));
-    } else {
-        unsigned int more = static_cast<unsigned int>(strnlen(text.p, text.len));
-        if (more > 0) {
-            unsigned int needed = buffer.len + more;
-            if (buffer.alloc <= needed)
-                buffer.resize(needed > 2 * buffer.alloc ? needed : 2 * buffer.alloc);
-            buffer.append(text.p, static_cast<int>(more));
-        }
-        total = buffer.len;
-    }
-    const char* base = source->p;
-    const char* end = base + total;
-    unsigned int pos = 0;
-
-    for (;;) {
-        unsigned int remaining = total - pos;
-        switch (state) {
-        case 1: {
-            // Line-end bytes that continue the last line end or the run after
-            // a record, cut off by the previous piece.
-            if (lineEndTail != 0) {
-                while (pos < total && lineEndTail != 0) {
-                    char c = base[pos];
-                    if (lineEndTail == 1 && (c == '\n' || c == '\r')) {
-                        pos++;
-                    } else if (lineEndTail == 2 && c == '\r') {
-                        pos++;
-                        lineEndTail = 3;
-                    } else if ((lineEndTail == 2 || lineEndTail == 3) && c == '\n') {
-                        pos++;
-                        lineEndTail = 0;
-                    } else {
-                        lineEndTail = 0;
-                    }
-                }
-                remaining = total - pos;
-            }
-            if (remaining >= HEADER_LENGTH) {
-                if (memcmp(base + pos, QEL_LOG_EVENT_HEADER_START.p, HEADER_START_LENGTH) == 0) {
-                    long n = readRecordSize(base + pos + HEADER_START_LENGTH, end);
-                    if (n < 0)
-                        goto stop;
-                    if (n >= MIN_RECORD_SIZE && n <= MAX_RECORD_SIZE) {
-                        recordSize = static_cast<int32_t>(n);
-                        state = 3;
-                        continue;
-                    }
-                }
-                state = 2;
-                scanned = 0;
-                continue;
-            }
-            unsigned int k = remaining < HEADER_START_LENGTH ? remaining : HEADER_START_LENGTH;
-            if (memcmp(base + pos, QEL_LOG_EVENT_HEADER_START.p, k) == 0)
-                goto stop; // a header may still be arriving
-            state = 2;
-            scanned = 0;
-            continue;
-        }
-        case 2: {
-            unsigned int from = static_cast<unsigned int>(scanned) <= remaining ? scanned : 0;
-            const char* lineEnd = findLineEnd(base + pos + from, end);
-            if (lineEnd == NULL) {
-                scanned = static_cast<int32_t>(remaining);
-                goto stop;
-            }
-            const char* next = lineEnd + 1;
-            int tail = 0;
-            if (*lineEnd == '\r') {
-                // CR, then one more CR and then one LF where they follow.
-                tail = 2;
-                if (next < end && *next == '\r') {
-                    next++;
-                    tail = 3;
-                }
-                if (next < end && *next == '\n') {
-                    next++;
-                    tail = 0;
-                }
-            }
-            resetEvent(record);
-            if (lineEnd > base + pos)
-                record.message.append(base + pos, static_cast<int>(lineEnd - (base + pos)));
-            processEvent(record);
-            pos = static_cast<unsigned int>(next - base);
-            lineEndTail = (next == end) ? tail : 0;
-            scanned = 0;
-            state = 1;
-            continue;
-        }
-        case 3: {
-            // The header stays at pos until the record is complete, so that a
-            // record that does not parse comes out whole as plain lines.
-            if (remaining < HEADER_LENGTH + static_cast<unsigned int>(recordSize))
-                goto stop;
-            resetEvent(record);
-            if (deserializeLogEvent(record, *source, pos + HEADER_LENGTH, static_cast<unsigned int>(recordSize))) {
-                processEvent(record);
-                pos += HEADER_LENGTH + static_cast<unsigned int>(recordSize);
-                state = 1;
-                while (pos < total && (base[pos] == '\n' || base[pos] == '\r'))
-                    pos++;
-                lineEndTail = (pos == total) ? 1 : 0;
-            } else {
-                state = 2;
-                scanned = 0;
-            }
-            continue;
-        }
-        default:
-            QEL_ASSERT_AT(0, 489);
-            goto stop;
-        }
-    }
-
-stop:
-    if (direct) {
-        if (pos < total)
-            buffer.append(base + pos, static_cast<int>(total - pos));
-    } else if (pos >= total) {
-        buffer.empty();
-    } else if (pos > 0) {
-        // Drop the consumed front in place; the block is kept for reuse.
-        memmove(buffer.p, buffer.p + pos, total - pos + 1);
-        buffer.len = static_cast<int>(total - pos);
-    }
-}
-
-void QELLogDeserializer::flush()
-{
-    while (buffer.len > 0) {
-        if (state != 2)
-            scanned = 0;
-        state = 2;
-        append(emptyString);
-        if (buffer.len > 0 && state == 2) {
-            // No line end is left: the remainder is the last line.
-            resetEvent(record);
-            record.message.append(buffer.p, buffer.len);
-            buffer.empty();
-            scanned = 0;
-            processEvent(record);
-            state = 1;
-        }
-    }
-}

@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+#include "QELCompanionLibrary.h"
 #include "QELConfiguration.h"
 #include "QELAssert.h"
 #include "QELStartup.h"
@@ -43,31 +44,6 @@ static bool fileExists(const QELString& fileName)
 {
     struct stat status;
     return stat(fileName.p, &status) == 0;
-}
-
-// The companion library, looked up by name (LD_LIBRARY_PATH, then this
-// library's RUNPATH $ORIGIN, then the system). When a dlopen interceptor
-// (a sanitizer runtime) hides this library as the caller, its RUNPATH is not
-// searched, so the file beside this library is tried explicitly as well.
-// The library stays loaded once opened.
-static void* translationLoaderLibrary()
-{
-    static void* library = NULL;
-    if (library != NULL)
-        return library;
-    library = dlopen("libQELI18n.so", RTLD_LAZY | RTLD_GLOBAL);
-    if (library == NULL) {
-        Dl_info self;
-        if (dladdr((void*)&translationLoaderLibrary, &self) != 0 && self.dli_fname != NULL) {
-            const char* slash = strrchr(self.dli_fname, '/');
-            if (slash != NULL) {
-                QELString beside(self.dli_fname, (int)(slash - self.dli_fname) + 1);
-                beside.append("libQELI18n.so");
-                library = dlopen(beside.p, RTLD_LAZY | RTLD_GLOBAL);
-            }
-        }
-    }
-    return library;
 }
 
 QELTextLiteralsCollection::QELTextLiteralsCollection()
@@ -127,7 +103,7 @@ void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
 {
     QEL_OPERATION("void QELTextLiteralsCollection::loadTranslation(const QELString&)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
-    void* library = translationLoaderLibrary();
+    void* library = qelOpenCompanionLibrary();
     if (library == NULL) {
         // A missing translation loader is a broken installation.
         QEL_ASSERT(0);

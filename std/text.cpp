@@ -5,70 +5,30 @@
 #include <cstring>
 
 #include "QELAssert.h"
+#include "QELXmlEscape.h"
 
 QEL_SOURCE_FILE("text.cpp");
 
 // ---------------------------------------------------------------------------
 // XML escaping
 
-// Output bytes of each input byte once escaping applies: entities for the
-// seven special characters, 0 for the other control characters (dropped),
-// 1 for everything else.
-static unsigned char qelXmlWidth(unsigned char c)
-{
-    switch (c) {
-    case '"': return 6;   // &quot;
-    case '&': return 5;   // &amp;
-    case '<': return 4;   // &lt;
-    case '>': return 4;   // &gt;
-    case '\t': return 4;  // &#9;
-    case '\n': return 5;  // &#10;
-    case '\r': return 5;  // &#13;
-    default: return c < 32 ? 0 : 1;
-    }
-}
-
-static inline bool qelXmlSpecial(unsigned char c)
-{
-    return c == '"' || c == '<' || c == '>' || c == '&' || c == '\t' || c == '\n' || c == '\r';
-}
-
 // Returns a copy of `s` when nothing needs an entity; otherwise a string that
-// owns exactly its escaped text.
+// owns exactly its escaped text. The text ends at its first NUL.
 QELString escapeXMLString(const QELString& s)
 {
     QEL_OPERATION("QELString escapeXMLString(const QELString&)");
     QEL_ASSERT(QEL_STRING_INVARIANT(&s));
-    const unsigned char* b = reinterpret_cast<const unsigned char*>(s.p);
-    size_t count = 0, total = 0;
-    for (const unsigned char* q = b; *q != 0; q++) {
-        count += qelXmlSpecial(*q);
-        total += qelXmlWidth(*q);
-    }
+    const size_t n = strlen(s.p);
+    bool special = false, nul = false;
+    const size_t total = qelXmlEscapedLength(s.p, n, special, nul);
     QELString t;  // one named result
-    if (count == 0) {
+    if (!special) {
         t = s;
         return t;
     }
-    // Sized for the escaped text exactly (within the count * 5 + len bound).
     t.resize(static_cast<unsigned int>(total));
-    char* d = t.lock();
-    for (const unsigned char* q = b; *q != 0; q++) {
-        switch (*q) {
-        case '"': memcpy(d, "&quot;", 6); d += 6; break;
-        case '&': memcpy(d, "&amp;", 5); d += 5; break;
-        case '<': memcpy(d, "&lt;", 4); d += 4; break;
-        case '>': memcpy(d, "&gt;", 4); d += 4; break;
-        case '\t': memcpy(d, "&#9;", 4); d += 4; break;
-        case '\n': memcpy(d, "&#10;", 5); d += 5; break;
-        case '\r': memcpy(d, "&#13;", 5); d += 5; break;
-        default:
-            if (*q >= 32)
-                *d++ = static_cast<char>(*q);
-            break;
-        }
-    }
-    *d = '\0';
+    char* end = qelXmlEscapeInto(t.lock(), s.p, n, true);
+    *end = '\0';
     t.unlock(false);
     return t;
 }
