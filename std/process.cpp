@@ -228,12 +228,10 @@ static void writeInput(int fd, const QELString& input)
     pthread_sigmask(SIG_SETMASK, &previousMask, NULL);
 }
 
-bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out,
-          QELString* err, QELLog* log, const char* directory, bool detached)
+// argv for execv: the command, the arguments (none when argc < 0 or argv is
+// null) and a null pointer.
+static char** argumentVector(const QELString& command, int argc, const QELString* argv)
 {
-    // Everything the child needs is made before the fork: after it, in a
-    // process that may have other threads, the child may only make
-    // async-signal-safe calls.
     if (argc < 0 || argv == NULL)
         argc = 0;
     char** vector = static_cast<char**>(qelAllocate((argc + 2) * sizeof(char*)));
@@ -241,55 +239,77 @@ bool exec(QELString command, int argc, QELString* argv, int* status, QELString i
     for (int i = 0; i < argc; i++)
         vector[i + 1] = argv[i].p;
     vector[argc + 1] = NULL;
-    const bool joined = out == err;
+    return vector;
+}
 
-    int inPipe[2], outPipe[2], errPipe[2];
-    makePipe(inPipe);
-    makePipe(outPipe);
-    makePipe(errPipe);
+namespace {
 
-    pid_t child = fork();
-    if (child == 0) {
-        if (directory != NULL && chdir(directory) != 0) {
-            // Ignored: the program then runs in the parent's directory.
+// The three pipes of a child: its standard input, output and error.
+struct ChildPipes {
+    int in[2], out[2], err[2];
+
+    ChildPipes()
+    {
+        makePipe(in);
+        makePipe(out);
+        makePipe(err);
+    }
+
+    void closeAll()
+    {
+        for (int* ends : { in, out, err }) {
+            closeEnd(ends[0]);
+            closeEnd(ends[1]);
         }
-        close(inPipe[1]);
-        dup2(inPipe[0], 0);
-        close(outPipe[0]);
-        dup2(joined ? errPipe[1] : outPipe[1], 1);
-        close(errPipe[0]);
-        dup2(errPipe[1], 2);
-        execv(command.p, vector);
-        // _exit, not exit: the child shares the parent's stdio buffers and
-        // static objects; exit would flush and destroy them a second time.
-        // -1 is seen by the parent as exit code 255.
-        _exit(-1);
     }
-    if (child < 0) {
-        closeEnd(inPipe[0]);
-        closeEnd(inPipe[1]);
-        closeEnd(outPipe[0]);
-        closeEnd(outPipe[1]);
-        closeEnd(errPipe[0]);
-        closeEnd(errPipe[1]);
-        free(vector);
-        return false;
+};
+
+} // namespace
+
+// The child's side of the fork: only async-signal-safe calls (chdir, close,
+// dup2, execv, _exit), since the parent may have other threads. Output goes
+// to the error pipe as well when `joined`.
+[[noreturn]] static void runChild(const char* program, char** vector, const ChildPipes& pipes, bool joined,
+                                  const char* directory)
+{
+    if (directory != NULL && chdir(directory) != 0) {
+        // Ignored: the program then runs in the parent's directory.
     }
+    close(pipes.in[1]);
+    dup2(pipes.in[0], 0);
+    close(pipes.out[0]);
+    dup2(joined ? pipes.err[1] : pipes.out[1], 1);
+    close(pipes.err[0]);
+    dup2(pipes.err[1], 2);
+    execv(program, vector);
+    // _exit, not exit: the child shares the parent's stdio buffers and
+    // static objects; exit would flush and destroy them a second time.
+    // -1 is seen by the parent as exit code 255.
+    _exit(-1);
+}
 
-    closeEnd(inPipe[0]);
-    closeEnd(outPipe[1]);
-    closeEnd(errPipe[1]);
-    writeInput(inPipe[1], input);
-    closeEnd(inPipe[1]);
+// Waits for the child through interruptions; stores its raw wait status in
+// `status` (when not null) once the child is reaped.
+static void waitForChild(pid_t child, int* status)
+{
+    int childStatus = 0;
+    pid_t waited;
+    do {
+        waited = waitpid(child, &childStatus, 0);
+    } while (waited < 0 && errno == EINTR);
+    if (status != NULL && waited == child)
+        *status = childStatus;
+}
 
-    if (detached) {
-        free(vector);
-        return true;
-    }
-
+// Collects the child's output and error (into out and err, each may be
+// null) on two reader threads, the error text also fed to a deserializer
+// that hands the child's log records to `log`; waits for the child, then for
+// both pipes' end. The deserializer is dropped without flushing it.
+static void collectOutput(ChildPipes& pipes, pid_t child, int* status, QELString* out, QELString* err, QELLog* log)
+{
     QELLogDeserializer* deserializer = qelNew<QELLogDeserializer>(log);
-    QELPipeRecord outRecord = {outPipe[0], out, NULL};
-    QELPipeRecord errRecord = {errPipe[0], err, deserializer};
+    QELPipeRecord outRecord = {pipes.out[0], out, NULL};
+    QELPipeRecord errRecord = {pipes.err[0], err, deserializer};
     pthread_t outReader, errReader;
     bool outStarted = pthread_create(&outReader, NULL, listenPipe, &outRecord) == 0;
     bool errStarted = pthread_create(&errReader, NULL, listenPipe, &errRecord) == 0;
@@ -300,22 +320,43 @@ bool exec(QELString command, int argc, QELString* argv, int* status, QELString i
     if (!errStarted)
         listenPipe(&errRecord);
 
-    int childStatus = 0;
-    pid_t waited;
-    do {
-        waited = waitpid(child, &childStatus, 0);
-    } while (waited < 0 && errno == EINTR);
-    if (status != NULL && waited == child)
-        *status = childStatus;
+    waitForChild(child, status);
 
     if (outStarted)
         pthread_join(outReader, NULL);
-    closeEnd(outPipe[0]);
+    closeEnd(pipes.out[0]);
     if (errStarted)
         pthread_join(errReader, NULL);
-    closeEnd(errPipe[0]);
-
+    closeEnd(pipes.err[0]);
     delete deserializer;
+}
+
+bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out,
+          QELString* err, QELLog* log, const char* directory, bool detached)
+{
+    // Everything the child needs is made before the fork: after it, in a
+    // process that may have other threads, the child may only make
+    // async-signal-safe calls.
+    char** vector = argumentVector(command, argc, argv);
+    const bool joined = out == err;
+    ChildPipes pipes;
+
+    pid_t child = fork();
+    if (child == 0)
+        runChild(command.p, vector, pipes, joined, directory);
+    if (child < 0) {
+        pipes.closeAll();
+        free(vector);
+        return false;
+    }
+
+    closeEnd(pipes.in[0]);
+    closeEnd(pipes.out[1]);
+    closeEnd(pipes.err[1]);
+    writeInput(pipes.in[1], input);
+    closeEnd(pipes.in[1]);
+    if (!detached)
+        collectOutput(pipes, child, status, out, err, log);
     free(vector);
     return true;
 }

@@ -49,26 +49,28 @@ inline std::vector<Item> MakeItems(const std::vector<int>& keys)
     return v;
 }
 
-// The items of a container in its iteration order, through its Iterator.
+// The items of a container through its Iterator: from the first item
+// forwards, or from the last backwards.
 template <class Container>
-std::vector<const Item*> Contents(const Container& c)
+std::vector<const Item*> Walk(const Container& c, bool forwards)
 {
     std::vector<const Item*> v;
-    typename Container::Iterator it(c, true);
-    for (QELContainerItem* p = it.get(); p != NULL; p = it.next())
+    typename Container::Iterator it(c, forwards);
+    for (QELContainerItem* p = it.get(); p != NULL; p = forwards ? it.next() : it.previous())
         v.push_back(ItemOf(p));
     return v;
 }
 
-// The same walked from the last item back.
+template <class Container>
+std::vector<const Item*> Contents(const Container& c)
+{
+    return Walk(c, true);
+}
+
 template <class Container>
 std::vector<const Item*> ReverseContents(const Container& c)
 {
-    std::vector<const Item*> v;
-    typename Container::Iterator it(c, false);
-    for (QELContainerItem* p = it.get(); p != NULL; p = it.previous())
-        v.push_back(ItemOf(p));
-    return v;
+    return Walk(c, false);
 }
 
 #endif
