@@ -106,10 +106,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     for (char& c : newValue)
         c = static_cast<char>(' ' + (static_cast<unsigned char>(c) % 95));
     std::string content = provider.ConsumeRemainingBytesAsString();
-    // External entities and DTDs are kept: read() never opens them. A file
-    // beside the scratch file holds a marker that no value may ever show,
-    // whatever the input names; the seeds name it. Nested internal entities
-    // are kept too: read() bounds their expansion by size.
+    // Inputs with external entities and DTDs run too: read() never opens
+    // them. A file beside the scratch file holds a marker that no value may
+    // ever show, whatever the input names; the seeds name it. Nested
+    // internal entities run as well: read() bounds their expansion by size.
     static const std::string path = scratchPath();
     static const bool secretWritten = writeSecret();
     FUZZ_CHECK(secretWritten);

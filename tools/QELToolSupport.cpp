@@ -26,6 +26,28 @@ void* operator new[](size_t bytes)
     return qelAllocate(bytes != 0 ? bytes : 1);
 }
 
+// The library's own checked allocations use the nothrow forms; they come
+// from the same place so that every delete matches its new.
+void* operator new(size_t bytes, const std::nothrow_t&) noexcept
+{
+    return qelAllocate(bytes != 0 ? bytes : 1);
+}
+
+void* operator new[](size_t bytes, const std::nothrow_t&) noexcept
+{
+    return qelAllocate(bytes != 0 ? bytes : 1);
+}
+
+void operator delete(void* block, const std::nothrow_t&) noexcept
+{
+    free(block);
+}
+
+void operator delete[](void* block, const std::nothrow_t&) noexcept
+{
+    free(block);
+}
+
 void operator delete(void* block) noexcept
 {
     free(block);
