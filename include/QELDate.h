@@ -6,15 +6,26 @@
 #include <stdint.h>
 #include <time.h>
 
-#include <sqltypes.h>
-
+#include "QELExport.h"
 #include "QELString.h"
+
+// The ODBC date structures, declared by their tags exactly as unixODBC's
+// <sqltypes.h> declares them: this header needs no complete type, and
+// including <sqltypes.h> here would hand every user its Windows-style macros
+// and types (BOOL, FAR, CALLBACK, DWORD, ...). A program that builds or reads
+// these structures includes <sqltypes.h> (or <sql.h>) itself, before or after.
+struct tagDATE_STRUCT;
+struct tagTIME_STRUCT;
+struct tagTIMESTAMP_STRUCT;
+typedef struct tagDATE_STRUCT DATE_STRUCT;
+typedef struct tagTIME_STRUCT TIME_STRUCT;
+typedef struct tagTIMESTAMP_STRUCT TIMESTAMP_STRUCT;
 
 // Days before each month, for a common year (row 0) and a leap year (row 1).
 // Kept as it always was: November's entry is one day short (303, 304).
-extern const int32_t month_offset[2][13];
+extern QEL_DATA const int32_t month_offset[2][13];
 // Days of each month, for a common year (row 0) and a leap year (row 1).
-extern const int32_t dmsize[2][12];
+extern QEL_DATA const int32_t dmsize[2][12];
 
 // A calendar date and time with a fraction, or the null (empty) date.
 // The first seven fields are laid out exactly as a TIMESTAMP_STRUCT (year,
@@ -22,7 +33,7 @@ extern const int32_t dmsize[2][12];
 // The texts returned by chars(), getHour(), getODBCDate() and
 // getODBCTimestamp() live in `text` until the next such call on this date.
 // No field is range-checked; nothing throws.
-class QELDate {
+class QEL_API QELDate {
 public:
     int16_t year;
     uint16_t month;
@@ -98,6 +109,6 @@ public:
 // itself for the years 1901 to 2038, as UTC when `local` is 0, or adding the
 // time zone and daylight saving when `local` is not 0.
 // Returns -1 with errno EINVAL for a year outside 1901 to 2038.
-long QELmktime_i(tm* t, int local);
+QEL_API long QELmktime_i(tm* t, int local);
 
 #endif

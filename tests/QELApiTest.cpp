@@ -9,6 +9,9 @@
 #include <sstream>
 #include <type_traits>
 
+#include <sqltypes.h>
+#include <xercesc/util/XercesDefs.hpp>
+
 #include "QELStd.h"
 
 namespace {

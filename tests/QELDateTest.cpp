@@ -11,6 +11,8 @@
 #include <random>
 #include <string>
 
+#include <sqltypes.h>
+
 #include "QELDate.h"
 
 // --- A system mktime the tests control ---
