@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(cmake g++ clang make pkg-config procps valgrind
           libicu-dev libxerces-c-dev unixodbc-dev libexpat1-dev
-          googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev)
+          googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev
+          git dpkg-dev abigail-tools doxygen)
 if [ "${1:-}" = "--bench" ]; then
   packages+=(libspdlog-dev qtbase5-dev libpoco-dev)
 fi
