@@ -11,7 +11,7 @@
 # parent's build type stands and that nothing of the library is installed.
 # -P script arguments: SOURCE_DIR, WORK_DIR, CXX, MODE, and BINARY_DIR
 # (home), QEL_HOME (prefix), SANITIZE (optional).
-cmake_minimum_required(VERSION 3.16)
+cmake_minimum_required(VERSION 3.16...3.25)
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)

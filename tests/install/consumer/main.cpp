@@ -1,17 +1,17 @@
 // A consumer of the library as another product's program would be: built
 // against the build tree, an installed home, the .deb or as a subproject.
 // It checks that the library works, that its version is the headers' one,
-// and that the program's own `config` and `exec` (ownSymbols.cpp) change
-// nothing inside the library. `consumer --child` is the child it runs.
+// and that the program's own `config`, `exec` and `getQELLogLevel`
+// (ownSymbols.cpp) change nothing inside the library. `consumer --child` is the child it runs.
 #include <cstdio>
 #include <cstring>
 
 #include "QELStd.h"
 
-// From ownSymbols.cpp: the program's own global and function of the names
+// From ownSymbols.cpp: the program's own global and functions of the names
 // the library also exports.
 bool ownConfigUntouched();
-extern int ownExecCalls;
+extern int ownFunctionCalls;
 // From macros.cpp: the program's own FAR, BOOL, CALLBACK and MULTIPLY.
 bool ownMacrosStand();
 
@@ -62,8 +62,11 @@ int main(int argc, char** argv)
         return fail("the library wrote into the program's own `config`");
     if (!childRecordArrives(argv[0]))
         return fail("the child's log record did not arrive");
-    if (ownExecCalls != 0)
-        return fail("the library called the program's own `exec`");
+    QELBufferedTextLog log;
+    if (log.logLevel < 1 || log.logLevel > 6)
+        return fail("a new log did not take its level from the library");
+    if (ownFunctionCalls != 0)
+        return fail("the library called the program's own `exec` or `getQELLogLevel`");
     std::printf("%s %s\n", s.chars(), qelStdVersion());
     return 0;
 }
