@@ -1,6 +1,7 @@
 # The installed home: bin/ (both libraries and the tools), conf/, include/,
 # lib/cmake/QELStd/ (imported targets QELStd::QELStd, QELStd::QELI18n) and
-# lib/pkgconfig/qelstd.pc.
+# lib/pkgconfig/qelstd.pc, and share/doc/qelstd/ (LICENSE, CHANGELOG.md).
+# Included only when QEL_INSTALL is on (by default at the top level).
 include(CMakePackageConfigHelpers)
 
 install(TARGETS QELStd QELI18n EXPORT QELStdTargets
@@ -11,6 +12,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION include
   FILES_MATCHING PATTERN "*.h")
 install(FILES ${PROJECT_BINARY_DIR}/include/QELVersion.h DESTINATION include)
 install(FILES ${PROJECT_SOURCE_DIR}/conf/QELSetup.xml DESTINATION conf)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION share/doc/qelstd)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/conf/QELI18n DESTINATION conf)
 
 install(EXPORT QELStdTargets NAMESPACE QELStd:: DESTINATION lib/cmake/QELStd)

@@ -107,7 +107,7 @@ static void reportFailure(QELLogEventParser* parser)
     parser->log->log(event);
 }
 
-extern "C" void* createLogEventParser(void* userData, QELLog* log, QELLogEventStartElementHandler startElement,
+extern "C" QEL_API void* createLogEventParser(void* userData, QELLog* log, QELLogEventStartElementHandler startElement,
                                       QELLogEventTextHandler text)
 {
     QELLogEventParser* parser = qelNew<QELLogEventParser>();
@@ -126,7 +126,7 @@ extern "C" void* createLogEventParser(void* userData, QELLog* log, QELLogEventSt
 
 // Returns true when `record` holds one well-formed Message element; the
 // callbacks have then reported its attributes and its text.
-extern "C" QELBoolean parseLogEvent(const QELString& record, void* handle)
+extern "C" QEL_API QELBoolean parseLogEvent(const QELString& record, void* handle)
 {
     QELLogEventParser* parser = static_cast<QELLogEventParser*>(handle);
     if (parser->used) {
@@ -149,7 +149,7 @@ extern "C" QELBoolean parseLogEvent(const QELString& record, void* handle)
     return 0;
 }
 
-extern "C" void deleteLogEventParser(void* handle)
+extern "C" QEL_API void deleteLogEventParser(void* handle)
 {
     QELLogEventParser* parser = static_cast<QELLogEventParser*>(handle);
     XML_ParserFree(parser->xml);

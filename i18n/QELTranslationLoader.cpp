@@ -132,7 +132,7 @@ static void XMLCALL characterData(void* userData, const XML_Char* s, int length)
 // entry, with no element (null). Entries read before a syntax error (a
 // truncated file, say) are applied. Returns the number of entries applied,
 // or -1 when the file cannot be opened or is not well-formed XML.
-extern "C" int loadTextLiteralsTranslations(const char* fileName, QELTextLiteralsCollection* collection)
+extern "C" QEL_API int loadTextLiteralsTranslations(const char* fileName, QELTextLiteralsCollection* collection)
 {
     if (fileName == NULL || collection == NULL)
         return -1;

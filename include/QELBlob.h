@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "QELExport.h"
+
 // The class invariant, over any blob pointer expression `b`: either the
 // canonical empty blob (size 0, null p, not owned) or any non-null buffer
 // (owned or wrapped, possibly of size 0).
@@ -19,7 +21,7 @@ class QELTBlob;
 // handed on, or the canonical empty blob) and is never written or freed;
 // false means p is a malloc block of exactly size bytes owned by the blob.
 // Only QELBlob and QELTBlob objects exist; they add no fields.
-class QELGBlob {
+class QEL_API QELGBlob {
 public:
     char* p;
     unsigned int size;
@@ -73,7 +75,7 @@ protected:
 
 // The owning blob value. Copies are deep; initialising or assigning from a
 // QELTBlob takes over its buffer instead of copying it.
-class QELBlob : public QELGBlob {
+class QEL_API QELBlob : public QELGBlob {
 public:
     using QELGBlob::add;
 
@@ -113,7 +115,7 @@ public:
 // or assigning from a QELTBlob moves the buffer: the receiver takes p, size
 // and ownership, the (const) source stays a valid non-owning view of the
 // same bytes. The operator+ overloads on a QELTBlob append into its buffer.
-class QELTBlob : public QELGBlob {
+class QEL_API QELTBlob : public QELGBlob {
 public:
     QELTBlob(unsigned int n = 0);
     QELTBlob(const QELTBlob& t);
@@ -132,22 +134,22 @@ public:
 
 // The canonical empty temporary that empty results are taken from. It owns
 // nothing, so taking it over leaves it unchanged; never change it.
-extern QELTBlob emptyTBlob;
+extern QEL_DATA QELTBlob emptyTBlob;
 
 // hashCode() over n bytes at p; equal to the string hash of the same bytes.
-unsigned int blobHashCode(const char* p, unsigned int n);
+QEL_API unsigned int blobHashCode(const char* p, unsigned int n);
 
 // New owned blobs of exactly the total size; empty when the total is 0.
-QELTBlob operator+(const QELBlob& s1, const QELBlob& s2);
-QELTBlob operator+(const QELBlob& s1, const char* s2);
-QELTBlob operator+(const char* s1, const QELBlob& s2);
+QEL_API QELTBlob operator+(const QELBlob& s1, const QELBlob& s2);
+QEL_API QELTBlob operator+(const QELBlob& s1, const char* s2);
+QEL_API QELTBlob operator+(const char* s1, const QELBlob& s2);
 // These append into the temporary s1 and hand its buffer on.
-QELTBlob operator+(const QELTBlob& s1, const QELBlob& s2);
-QELTBlob operator+(const QELTBlob& s1, const QELTBlob& s2);
-QELTBlob operator+(const QELTBlob& s1, const char* s2);
+QEL_API QELTBlob operator+(const QELTBlob& s1, const QELBlob& s2);
+QEL_API QELTBlob operator+(const QELTBlob& s1, const QELTBlob& s2);
+QEL_API QELTBlob operator+(const QELTBlob& s1, const char* s2);
 // Deliberately appends s1's bytes after s2's, like the overload above.
-QELTBlob operator+(const char* s1, const QELTBlob& s2);
+QEL_API QELTBlob operator+(const char* s1, const QELTBlob& s2);
 // Puts s1's bytes in front of the temporary s2's and hands its buffer on.
-QELTBlob operator+(const QELBlob& s1, const QELTBlob& s2);
+QEL_API QELTBlob operator+(const QELBlob& s1, const QELTBlob& s2);
 
 #endif

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "QELBlob.h"
+#include "QELExport.h"
 #include "QELLog.h"
 #include "QELLogDeserializer.h"
 #include "QELString.h"
@@ -36,7 +37,7 @@
 // pipes, deserializer and collected bytes, not the log, the input descriptor
 // or the callbacks' objects. Destroying it while its child runs kills the
 // child (or its group) and reaps it. One thread at a time per runner.
-class QELChildProcess {
+class QEL_API QELChildProcess {
 public:
     // What each standard stream of the child is connected to.
     enum Stream { Pipe, Inherit, Null };

@@ -20,6 +20,7 @@
 #ifndef QELCONFIGURATION_H
 #define QELCONFIGURATION_H
 
+#include "QELExport.h"
 #include "QELString.h"
 
 // The installation's settings as read from the setup file; every field is
@@ -27,7 +28,7 @@
 // Directory fields get "/" appended when non-empty, without looking whether
 // the value already ends in one (deliberate: /opt/x/ becomes /opt/x//).
 // The one instance is `config`, read when the library is loaded.
-class QELConfigurationData {
+class QEL_API QELConfigurationData {
 public:
     QELString homeDirectory;            // Directory/Home
     QELString binDirectory;             // Directory/Bin
@@ -66,70 +67,70 @@ public:
 };
 
 // The process-wide configuration, built when the library is loaded.
-extern QELConfigurationData config;
+extern QEL_DATA QELConfigurationData config;
 
 // --- Setters ---
 
 // Sets QEL_I18N_LANG. Always returns true.
-bool setQELI18nLang(const QELString& lang);
+QEL_API bool setQELI18nLang(const QELString& lang);
 // Sets QEL_CONFIGURATION_PATH, empties config's home directory and re-reads
 // config from path + "/QELSetup.xml". Returns true even when that file is
 // missing.
-bool setQELConfigurationPath(const QELString& path);
+QEL_API bool setQELConfigurationPath(const QELString& path);
 // Stores `classPath` as config's Java class path; null changes nothing.
-void setQELClassPath(const char* classPath);
+QEL_API void setQELClassPath(const char* classPath);
 
 // --- Core getters ---
 
 // $QEL_I18N_LANG, or empty.
-QELString getQELI18nLang();
+QEL_API QELString getQELI18nLang();
 // $QEL_LOG_LEVEL, else Log/LogLevel (then published as QEL_LOG_LEVEL),
 // else 5; any value outside 1 to 6 gives 5 (0 cannot be configured).
-int getQELLogLevel();
+QEL_API int getQELLogLevel();
 // $QEL_CONFIGURATION_PATH + "/", else the installation's conf/ directory.
-QELString getQELConfigurationPath();
+QEL_API QELString getQELConfigurationPath();
 // config's home directory, unchanged.
-QELString getQELInstallationPath();
+QEL_API QELString getQELInstallationPath();
 
 // --- The path family: setup file value, else a default ---
 
-QELString getQELBinPath();             // Directory/Bin, else HOME/bin/
-QELString getQELLogPath();             // Directory/Log, else HOME/log/
-QELString getQELTempPath();            // Directory/Temp, else $TMP/, else HOME/temp/
-QELString getQELTextLiteralsPath();    // Directory/TextLiterals, else HOME/conf/QELI18n/Localization/
-QELString getQELJavaPath();            // Java/Directory, else HOME/java/
-QELString getQELRepositoryDirectory(); // Repository/Directory, else HOME/Repository/
-QELString getQELJavaRunTime();         // Java/RunTime/Executable, else "java"
+QEL_API QELString getQELBinPath();             // Directory/Bin, else HOME/bin/
+QEL_API QELString getQELLogPath();             // Directory/Log, else HOME/log/
+QEL_API QELString getQELTempPath();            // Directory/Temp, else $TMP/, else HOME/temp/
+QEL_API QELString getQELTextLiteralsPath();    // Directory/TextLiterals, else HOME/conf/QELI18n/Localization/
+QEL_API QELString getQELJavaPath();            // Java/Directory, else HOME/java/
+QEL_API QELString getQELRepositoryDirectory(); // Repository/Directory, else HOME/Repository/
+QEL_API QELString getQELJavaRunTime();         // Java/RunTime/Executable, else "java"
 // Java/ClassPath (whatever `quoted` says), else the eight default jars in
 // getQELJavaPath(), joined by ":", each in double quotes when `quoted`.
-QELString getQELClassPath(bool quoted);
+QEL_API QELString getQELClassPath(bool quoted);
 // $CLASSPATH, or empty when Java/AppendSystemClassPath is "false" (any case).
-QELString getQELSystemClassPath();
+QEL_API QELString getQELSystemClassPath();
 
 // --- Below the configuration directory ---
 
-QELString getZUNAPath();                    // CONF/ZUNA/
-QELString getQELI18nPath();                 // CONF/QELI18n/
-QELString getQELDatatypeMappingPath();      // CONF/QELDataTypeMapping/
-QELString getQELFunctionMappingPath();      // CONF/QELFunctionMapping/
-QELString getQELMappingSpecificationPath(); // CONF/QELMappingSpecification/
-QELString getQELPavornTemplatePath();       // CONF/QELPavornTemplate/
-QELString getQELPavornsXMLPath();           // CONF/QELPavorns.xml
-QELString getQELSetupXMLPath();             // CONF/QELSetup.xml
-QELString getQELJavaPolicyPath();           // getQELJavaPath() + "java.policy"
-QELString getQELServerLogPath();            // getQELLogPath() + "QELServer.log"
+QEL_API QELString getZUNAPath();                    // CONF/ZUNA/
+QEL_API QELString getQELI18nPath();                 // CONF/QELI18n/
+QEL_API QELString getQELDatatypeMappingPath();      // CONF/QELDataTypeMapping/
+QEL_API QELString getQELFunctionMappingPath();      // CONF/QELFunctionMapping/
+QEL_API QELString getQELMappingSpecificationPath(); // CONF/QELMappingSpecification/
+QEL_API QELString getQELPavornTemplatePath();       // CONF/QELPavornTemplate/
+QEL_API QELString getQELPavornsXMLPath();           // CONF/QELPavorns.xml
+QEL_API QELString getQELSetupXMLPath();             // CONF/QELSetup.xml
+QEL_API QELString getQELJavaPolicyPath();           // getQELJavaPath() + "java.policy"
+QEL_API QELString getQELServerLogPath();            // getQELLogPath() + "QELServer.log"
 
 // --- Plain setup file values, empty when absent ---
 
-QELString getQELJvmPath();                        // Java/VirtualMachinePath
-QELString getQELJavaLibraryPath();                // Java/LibraryPath
-QELString getQELJavaOptions();                    // Java/RunTime/Options
-QELString getQELRepositoryDSN();                  // Repository/Database/DataSourceName
-QELString getQELRepositoryDSNUser();              // Repository/Database/LoginUser
-QELString getQELRepositoryDSNPassword();          // Repository/Database/LoginPassword
-QELString getQELServerParameters();               // Server/Parameters
-QELString getQELServerEncryption();               // Server/Encryption
-QELString getQELClientParameters();               // Client/Parameters
-QELString getQELPavornXmlConversationDirectory(); // Pavorn/XmlConversationDirectory
+QEL_API QELString getQELJvmPath();                        // Java/VirtualMachinePath
+QEL_API QELString getQELJavaLibraryPath();                // Java/LibraryPath
+QEL_API QELString getQELJavaOptions();                    // Java/RunTime/Options
+QEL_API QELString getQELRepositoryDSN();                  // Repository/Database/DataSourceName
+QEL_API QELString getQELRepositoryDSNUser();              // Repository/Database/LoginUser
+QEL_API QELString getQELRepositoryDSNPassword();          // Repository/Database/LoginPassword
+QEL_API QELString getQELServerParameters();               // Server/Parameters
+QEL_API QELString getQELServerEncryption();               // Server/Encryption
+QEL_API QELString getQELClientParameters();               // Client/Parameters
+QEL_API QELString getQELPavornXmlConversationDirectory(); // Pavorn/XmlConversationDirectory
 
 #endif

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "QELExport.h"
 #include "QELTypes.h"
 
 // Opaque item and key types: containers hold and pass only pointers to them.
@@ -12,7 +13,7 @@ class QELContainerKey;
 
 // The single virtual base of every container, holding the item count that
 // both the QELContainer and the QELArrayInterface views of an object read.
-class _QELContainer {
+class QEL_API _QELContainer {
 public:
     int size;
 
@@ -24,7 +25,7 @@ public:
 // empty() and destruction included, deletes, frees or copies an item.
 // Equality, order and key matching come only from compare2Object and
 // compare2Key, which compare addresses unless a subclass overrides them.
-class QELContainer : public virtual _QELContainer {
+class QEL_API QELContainer : public virtual _QELContainer {
 public:
     // Walks any container and finds items by key. An iterator does not own
     // nor keep alive its container; changing the container other than by
@@ -67,7 +68,7 @@ public:
 
 // The index-based view of the array-like containers. Returns -1 or null for
 // indexes out of range; never asserts on them.
-class QELArrayInterface : public virtual _QELContainer {
+class QEL_API QELArrayInterface : public virtual _QELContainer {
 public:
     virtual ~QELArrayInterface() {}
     virtual int addElement(const QELContainerItem* item, bool unique = false) = 0;

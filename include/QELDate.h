@@ -6,16 +6,48 @@
 #include <stdint.h>
 #include <time.h>
 
-#include <sqltypes.h>
-
+#include "QELExport.h"
 #include "QELString.h"
+
+// The ODBC date structures, complete and exactly as unixODBC's <sqltypes.h>
+// defines them on this platform, under the same guard (__SQLDATE): whichever
+// of the two headers comes first defines them, and the other skips them.
+// Deliberate: <sqltypes.h> itself is not included, since it would hand every
+// user its Windows-style macros and types (BOOL, FAR, CALLBACK, DWORD, ...).
+#ifndef __SQLDATE
+#define __SQLDATE
+typedef struct tagDATE_STRUCT {
+    signed short int year;
+    unsigned short month;
+    unsigned short day;
+} DATE_STRUCT;
+typedef DATE_STRUCT SQL_DATE_STRUCT;
+
+typedef struct tagTIME_STRUCT {
+    unsigned short hour;
+    unsigned short minute;
+    unsigned short second;
+} TIME_STRUCT;
+typedef TIME_STRUCT SQL_TIME_STRUCT;
+
+typedef struct tagTIMESTAMP_STRUCT {
+    signed short int year;
+    unsigned short month;
+    unsigned short day;
+    unsigned short hour;
+    unsigned short minute;
+    unsigned short second;
+    unsigned int fraction;
+} TIMESTAMP_STRUCT;
+typedef TIMESTAMP_STRUCT SQL_TIMESTAMP_STRUCT;
+#endif
 
 // Days before each month, for a common year (row 0) and a leap year (row 1).
 // Deliberate: November's entry is one day short (303, 304), as the values of
 // this exported table are part of the interface.
-extern const int32_t month_offset[2][13];
+extern QEL_DATA const int32_t month_offset[2][13];
 // Days of each month, for a common year (row 0) and a leap year (row 1).
-extern const int32_t dmsize[2][12];
+extern QEL_DATA const int32_t dmsize[2][12];
 
 // A calendar date and time with a fraction, or the null (empty) date.
 // The first seven fields are laid out exactly as a TIMESTAMP_STRUCT (year,
@@ -23,7 +55,7 @@ extern const int32_t dmsize[2][12];
 // The texts returned by chars(), getHour(), getODBCDate() and
 // getODBCTimestamp() live in `text` until the next such call on this date.
 // No field is range-checked; nothing throws.
-class QELDate {
+class QEL_API QELDate {
 public:
     int16_t year;
     uint16_t month;
@@ -99,6 +131,6 @@ public:
 // itself for the years 1901 to 2038, as UTC when `local` is 0, or adding the
 // time zone and daylight saving when `local` is not 0.
 // Returns -1 with errno EINVAL for a year outside 1901 to 2038.
-long QELmktime_i(tm* t, int local);
+QEL_API long QELmktime_i(tm* t, int local);
 
 #endif

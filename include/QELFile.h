@@ -5,6 +5,7 @@
 
 #include <fstream>
 
+#include "QELExport.h"
 #include "QELString.h"
 
 class QELEncodingConverter;
@@ -28,7 +29,7 @@ class QELEncodingConverter;
 // stream on it, owned and closed at first. The optional data encoding
 // converter is owned and only recorded. Copies take the path alone.
 // Paths are converted to the locale encoding before the system sees them.
-class QELFile {
+class QEL_API QELFile {
 public:
     QELString path;
     std::fstream stream;
@@ -94,6 +95,6 @@ public:
 };
 
 // tempnam(directory, "QEL") as a string; empty when tempnam fails.
-QELString getTmpFileName(const char* directory);
+QEL_API QELString getTmpFileName(const char* directory);
 
 #endif

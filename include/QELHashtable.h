@@ -3,6 +3,7 @@
 #define QELHASHTABLE_H
 
 #include "QELContainer.h"
+#include "QELExport.h"
 
 // The table invariant over any hashtable pointer expression `t`: either a
 // bucket array is allocated (table set, table_mask positive), or there is
@@ -28,7 +29,7 @@
 // One link of a bucket chain. Chains are null-terminated along next and
 // circular along previous: the head's previous is the chain's last element
 // (the head itself when alone).
-struct QELHashtableElement {
+struct QEL_API QELHashtableElement {
     QELHashtableElement* next;
     QELHashtableElement* previous;
     const QELContainerItem* data;
@@ -40,7 +41,7 @@ struct QELHashtableElement {
 // through resize() and empty(); a negative table_mask is the deferred request
 // ~(buckets - 1). New items go to the head of their bucket's chain.
 // Subclasses override hashObject/hashKey together with the comparisons.
-class QELHashtable : public QELContainer {
+class QEL_API QELHashtable : public QELContainer {
 public:
     QELHashtableElement** table;
     int table_mask;

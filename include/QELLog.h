@@ -5,19 +5,20 @@
 
 #include <ostream>
 
+#include "QELExport.h"
 #include "QELString.h"
 #include "QELException.h"
 
 // Frame of an XML record: START, the record's byte count padded with blanks
 // to 8 characters, END, then the record. The header is always 29 bytes.
-extern QELString QEL_LOG_EVENT_HEADER_START; // "<!-- QELLog size="
-extern QELString QEL_LOG_EVENT_HEADER_END; // " -->"
+extern QEL_DATA QELString QEL_LOG_EVENT_HEADER_START; // "<!-- QELLog size="
+extern QEL_DATA QELString QEL_LOG_EVENT_HEADER_END; // " -->"
 
 // Largest record, in bytes, that the XML formatter frames.
 #define QEL_LOG_EVENT_MAX_RECORD 9999999
 
 // Turns an event into text. Stateless; an invalid level aborts.
-class QELLogEventFormatter {
+class QEL_API QELLogEventFormatter {
 public:
     virtual ~QELLogEventFormatter();
     virtual QELString formatEvent(const QELLogEvent& event) = 0;
@@ -26,7 +27,7 @@ public:
 // Plain text: the 10-character level prefix, the message and a line feed,
 // then the stack trace and a line feed when there is one. Nothing escaped;
 // the code and the timestamp are not written (deliberate).
-class QELLogEventTextFormatter : public QELLogEventFormatter {
+class QEL_API QELLogEventTextFormatter : public QELLogEventFormatter {
 public:
     // Aborts (assertion 0) when the event's level lies outside 0 to 6.
     virtual QELString formatEvent(const QELLogEvent& event);
@@ -35,7 +36,7 @@ public:
 // Framed XML: "<Message type=.. [code=..] timestamp=.. [stackTrace=..]>
 // message</Message>\n" behind the 29-byte frame header. The code is written
 // as it stands, the stack trace and the message are XML-escaped (deliberate).
-class QELLogEventXmlFormatter : public QELLogEventFormatter {
+class QEL_API QELLogEventXmlFormatter : public QELLogEventFormatter {
 public:
     // Aborts (assertion 0) on a level outside 0 to 6 or a record longer
     // than 9999999 bytes.
@@ -43,7 +44,7 @@ public:
 };
 
 // Receives formatted text.
-class QELLogEventPrinter {
+class QEL_API QELLogEventPrinter {
 public:
     virtual ~QELLogEventPrinter();
     virtual void printEvent(const QELString& text) = 0;
@@ -51,7 +52,7 @@ public:
 
 // Writes each text to a stream it does not own; the stream must outlive the
 // printer. Never flushes; write errors are neither checked nor reported.
-class QELLogEventStreamPrinter : public QELLogEventPrinter {
+class QEL_API QELLogEventStreamPrinter : public QELLogEventPrinter {
 public:
     std::ostream* stream;
 
@@ -62,7 +63,7 @@ public:
 };
 
 // Appends each text to the buffer it owns. The buffer only grows.
-class QELLogEventBufferPrinter : public QELLogEventPrinter {
+class QEL_API QELLogEventBufferPrinter : public QELLogEventPrinter {
 public:
     QELString buffer;
 
@@ -73,7 +74,7 @@ public:
 // A log sink: keeps the events whose level is at most logLevel, formats them
 // and prints them. formatter and printer are not owned and may be null (a
 // null formatter discards everything). The level is never checked.
-class QELLog {
+class QEL_API QELLog {
 public:
     int logLevel;
     QELLogEventFormatter* formatter;
@@ -93,7 +94,7 @@ public:
 };
 
 // Plain text on a stream it does not own.
-class QELTextLog : public QELLog {
+class QEL_API QELTextLog : public QELLog {
 public:
     QELLogEventTextFormatter eventFormatter;
     QELLogEventStreamPrinter eventPrinter;
@@ -104,7 +105,7 @@ public:
 };
 
 // Framed XML on a stream it does not own.
-class QELXmlLog : public QELLog {
+class QEL_API QELXmlLog : public QELLog {
 public:
     QELLogEventXmlFormatter eventFormatter;
     QELLogEventStreamPrinter eventPrinter;
@@ -115,7 +116,7 @@ public:
 };
 
 // Plain text collected in memory.
-class QELBufferedTextLog : public QELLog {
+class QEL_API QELBufferedTextLog : public QELLog {
 public:
     QELLogEventTextFormatter eventFormatter;
     QELLogEventBufferPrinter eventPrinter;
@@ -127,7 +128,7 @@ public:
 };
 
 // Framed XML records collected in memory, back to back.
-class QELBufferedXmlLog : public QELLog {
+class QEL_API QELBufferedXmlLog : public QELLog {
 public:
     QELLogEventXmlFormatter eventFormatter;
     QELLogEventBufferPrinter eventPrinter;
@@ -139,12 +140,12 @@ public:
 };
 
 // Discards every event: its formatter and printer stay null.
-class QELNullLog : public QELLog {
+class QEL_API QELNullLog : public QELLog {
 public:
     virtual ~QELNullLog();
 };
 
 // Framed XML to the process's standard error, from library load to unload.
-extern QELXmlLog QEL_STDERR;
+extern QEL_DATA QELXmlLog QEL_STDERR;
 
 #endif

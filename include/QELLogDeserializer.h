@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include "QELException.h"
+#include "QELExport.h"
 #include "QELLog.h"
 #include "QELString.h"
 #include "QELTypes.h"
@@ -30,9 +31,9 @@ typedef void (*QELDeleteLogEventParserFunction)(void* parser);
 // "timestamp" and "stackTrace" set the matching field; the element name is
 // ignored. Any other attribute name is a programming error of the writer and
 // stops the process (assertion 0), also when it comes from a child's record.
-void startLogEventElement(void* userData, const char* name, const char** attributes);
+QEL_API void startLogEventElement(void* userData, const char* name, const char** attributes);
 // Text callback: appends `length` bytes of `text` to the event's message.
-void logEventText(void* userData, const char* text, int length);
+QEL_API void logEventText(void* userData, const char* text, int length);
 
 // Splits a stream into framed records ("<!-- QELLog size=N        -->" then N
 // bytes of XML) and plain lines, in any cuts, and hands each as an event to
@@ -40,7 +41,7 @@ void logEventText(void* userData, const char* text, int length);
 // that does not parse, header included) as a level-0 event whose message is
 // the line without its line end. Does not own `log`. State is 1 (header
 // expected), 2 (plain line) or 3 (record of recordSize bytes pending).
-class QELLogDeserializer {
+class QEL_API QELLogDeserializer {
 public:
     // Values of `state`.
     static constexpr int32_t EXPECTING_HEADER = 1;
@@ -79,9 +80,9 @@ public:
     int32_t lineEndTail;
 
     // The companion library's entry points, loaded once per process.
-    static QELCreateLogEventParserFunction createLogEventParser;
-    static QELParseLogEventFunction parseLogEvent;
-    static QELDeleteLogEventParserFunction deleteLogEventParser;
+    static QEL_DATA QELCreateLogEventParserFunction createLogEventParser;
+    static QEL_DATA QELParseLogEventFunction parseLogEvent;
+    static QEL_DATA QELDeleteLogEventParserFunction deleteLogEventParser;
 
     // Empty buffer, state 1, no parser. `log` may be null: events are then
     // made and dropped.
@@ -158,7 +159,7 @@ private:
 // with the record's bytes (header excluded), and then the record comes out
 // as plain lines, header line included, as a record that does not parse
 // does. Every other record and line is delivered as by the base class.
-class QELTolerantLogDeserializer : public QELLogDeserializer {
+class QEL_API QELTolerantLogDeserializer : public QELLogDeserializer {
 public:
     explicit QELTolerantLogDeserializer(QELLog* log);
     // Called once per refused record, before its lines are delivered, so that

@@ -2,13 +2,14 @@
 #ifndef QELMESSAGE_H
 #define QELMESSAGE_H
 
+#include "QELExport.h"
 #include "QELString.h"
 
 // A message template ("%s" per argument, "%%" for a percent sign) that is its
 // own text: the template string comes first, so a message can be used
 // wherever its text is needed. The argument count is fixed by the first text
 // given (-1 while there is none); a later text with another count is ignored.
-class QELMessage : public QELString {
+class QEL_API QELMessage : public QELString {
 public:
     int argumentCount;
 

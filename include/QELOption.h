@@ -2,6 +2,7 @@
 #ifndef QELOPTION_H
 #define QELOPTION_H
 
+#include "QELExport.h"
 #include "QELString.h"
 #include "QELStringList.h"
 #include "QELVector.h"
@@ -10,7 +11,7 @@
 // "File" or free-form), a default, a value (empty means not specified) and
 // a list of possible values with parallel display texts. The option owns
 // every string of both lists and frees them when it is destroyed.
-class QELOption {
+class QEL_API QELOption {
 public:
     QELString name;
     QELString displayName;
@@ -80,7 +81,7 @@ public:
 // An ordered vector of QELOption pointers kept by name: options compare by
 // name and match a QELString key without regard to case (strcasecmp). It
 // does not own its options.
-class QELOptionVector : public QELOrderedVector {
+class QEL_API QELOptionVector : public QELOrderedVector {
 public:
     QELOptionVector() : QELOrderedVector() {}
     explicit QELOptionVector(int capacity) : QELOrderedVector(capacity) {}
@@ -93,7 +94,7 @@ public:
 // the list deletes every option it still holds when it is destroyed. Lookup
 // by name is case-insensitive in getValue but case-sensitive in remove,
 // deliberately.
-class QELOptionList {
+class QEL_API QELOptionList {
 public:
     QELOptionVector options;
 

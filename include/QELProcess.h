@@ -3,28 +3,29 @@
 #ifndef QELPROCESS_H
 #define QELPROCESS_H
 
+#include "QELExport.h"
 #include "QELLog.h"
 #include "QELLogDeserializer.h"
 #include "QELString.h"
 
 // The current process's id (getpid).
-int getProcessId();
+QEL_API int getProcessId();
 // The current process's parent (getppid). The argument is ignored; this is
 // deliberate.
-int getParentProcessId(int pid);
+QEL_API int getParentProcessId(int pid);
 // The command name of process `pid`, from the first 32 bytes of
 // "ps -o comm -p PID | tail -1" with its last byte dropped (at most 31
 // characters). Empty when ps gives nothing.
-QELString getProcessName(int pid);
+QEL_API QELString getProcessName(int pid);
 // The directory from which `pid` was started, with its trailing "/": the
 // first 32 bytes of its "ps -o args" line, cut after the process name where
 // the character one place beyond the one after the name is a blank
 // (deliberately that place), then up to its last "/". Empty without a "/".
-QELString getProcessPath(int pid);
+QEL_API QELString getProcessPath(int pid);
 // The current process's arguments: its "ps -o args" line (32 bytes read,
 // last one dropped) after the process name, found as in getProcessPath; the
 // whole line when the name is not found so.
-QELString getCommandLine();
+QEL_API QELString getCommandLine();
 
 // Runs `command` (a path, not searched along PATH; also argv[0]) with the
 // `argc` strings of `argv`, its standard input fed from `input`, its standard
@@ -50,19 +51,19 @@ QELString getCommandLine();
 // child's standard error stops this process (see QELLogDeserializer).
 // Threads: two readers per call, both joined before returning; the caller's
 // strings and log must not be touched by other threads meanwhile.
-bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out,
+QEL_API bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out,
           QELString* err, QELLog* log, const char* directory, bool detached);
 // exec, waiting for the child (detached false).
-bool launchInSeparateProcess(QELString command, int argc, QELString* argv, int* status, QELString input,
+QEL_API bool launchInSeparateProcess(QELString command, int argc, QELString* argv, int* status, QELString input,
                              QELString* out, QELString* err, QELLog* log, const char* directory);
 // exec without status, input, output strings or log, returning at once
 // (detached true). The waiting one is launchInSeparateProcess; deliberate.
-bool execInSeparateProcess(QELString command, int argc, QELString* argv, const char* directory);
+QEL_API bool execInSeparateProcess(QELString command, int argc, QELString* argv, const char* directory);
 
 // What one pipe reader of exec works on: the descriptor to read to its end,
 // the string to append to (may be null) and the deserializer to feed (may
 // be null).
-struct QELPipeRecord {
+struct QEL_API QELPipeRecord {
     int fd;
     QELString* text;
     QELLogDeserializer* deserializer;
@@ -72,6 +73,6 @@ struct QELPipeRecord {
 // of at most 12288 bytes until end of file (a read error counts as end) and
 // passes each, up to its first NUL byte (deliberate), to the string and the
 // deserializer. Returns null.
-void* listenPipe(void* record);
+QEL_API void* listenPipe(void* record);
 
 #endif

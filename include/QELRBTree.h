@@ -5,11 +5,12 @@
 #include <cstdint>
 
 #include "QELContainer.h"
+#include "QELExport.h"
 
 // One tree node: four words. The parent word holds the parent's address
 // with the node's colour in bit 0 (set = red); a word of 0 marks the black
 // root. Empty children point at the tree's sentinel node.
-struct QELRBTreeNode {
+struct QEL_API QELRBTreeNode {
     QELRBTreeNode* left;
     QELRBTreeNode* right;
     uintptr_t parent;
@@ -45,7 +46,7 @@ struct QELRBTreeNode {
 // by compare2Key. It owns its nodes and one sentinel (always _first->left),
 // never the items. _first is the leftmost node, for constant-time access to
 // the first item. Node pointers stay valid until their own node is removed.
-class QELRBTree : public QELContainer {
+class QEL_API QELRBTree : public QELContainer {
 public:
     QELRBTreeNode* _root;
     QELRBTreeNode* _first;

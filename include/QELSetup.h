@@ -3,15 +3,19 @@
 #ifndef QELSETUP_H
 #define QELSETUP_H
 
-#include <xercesc/util/XercesDefs.hpp>
-
+#include "QELExport.h"
 #include "QELString.h"
 
-XERCES_CPP_NAMESPACE_BEGIN
+// The Xerces-C DOM types this class holds, declared in Xerces 3.2's
+// versioned namespace (what XERCES_CPP_NAMESPACE names) instead of including
+// a Xerces header, whose macros (MULTIPLY, ...) would reach every user. The
+// library's own source includes the real headers, so a Xerces of another
+// namespace fails its build rather than this declaration going stale.
+namespace xercesc_3_2 {
 class DOMDocument;
 class DOMLSParser;
 class DOMNode;
-XERCES_CPP_NAMESPACE_END
+}
 
 // A setup document read from and written back to one file. It owns the
 // parser, which owns the document; both live until destruction. Element
@@ -20,11 +24,11 @@ XERCES_CPP_NAMESPACE_END
 //
 //   <Setup><Directory><Home>/opt/qel</Home></Directory></Setup>
 //   getValue("Directory/Home") -> "/opt/qel"
-class QELSetup {
+class QEL_API QELSetup {
 public:
     QELString fileName;
-    XERCES_CPP_NAMESPACE_QUALIFIER DOMDocument* document;
-    XERCES_CPP_NAMESPACE_QUALIFIER DOMLSParser* parser;
+    xercesc_3_2::DOMDocument* document;
+    xercesc_3_2::DOMLSParser* parser;
 
     // Nothing is read yet.
     QELSetup(QELString fileName);
@@ -51,15 +55,15 @@ public:
     // changes nothing when the element does not exist.
     bool setValue(QELString path, QELString value);
     // The element at `path` below "Setup", or null.
-    XERCES_CPP_NAMESPACE_QUALIFIER DOMNode* findNode(QELString path);
+    xercesc_3_2::DOMNode* findNode(QELString path);
     // The first child of `node` named `name`; null for a null node or when
     // no child matches.
-    XERCES_CPP_NAMESPACE_QUALIFIER DOMNode* findSubNode(XERCES_CPP_NAMESPACE_QUALIFIER DOMNode* node, QELString name);
+    xercesc_3_2::DOMNode* findSubNode(xercesc_3_2::DOMNode* node, QELString name);
     // Copies every leaf value of `other` that this document also has;
     // settings only `other` has are not added.
     void setFrom(QELSetup* other);
     // The recursive step of setFrom: `node` is an element of `other` at `path`.
-    void setFrom(XERCES_CPP_NAMESPACE_QUALIFIER DOMNode* node, QELString path, QELSetup* other);
+    void setFrom(xercesc_3_2::DOMNode* node, QELString path, QELSetup* other);
 
 private:
     // How many times read() started the XML platform; the destructor

@@ -3,12 +3,13 @@
 #ifndef QELSIMPLEHASHTABLE_H
 #define QELSIMPLEHASHTABLE_H
 
+#include "QELExport.h"
 #include "QELHashtable.h"
 #include "QELString.h"
 
 // One entry of a keyed hashtable: a key (in the subclasses) and a value
 // pointer that the node never owns.
-class QELSimpleHashtableNode {
+class QEL_API QELSimpleHashtableNode {
 public:
     void* value;
 
@@ -21,7 +22,7 @@ public:
 // An entry keyed by text; the node owns its copy of the key. Nodes made by
 // create() keep the text in the same block, just after the node (key then
 // wraps it), so that an entry costs one allocation and one cache miss less.
-class QELSimpleStringHashtableNode : public QELSimpleHashtableNode {
+class QEL_API QELSimpleStringHashtableNode : public QELSimpleHashtableNode {
 public:
     QELString key;
 
@@ -42,7 +43,7 @@ private:
 };
 
 // An entry keyed by a long.
-class QELSimpleLongHashtableNode : public QELSimpleHashtableNode {
+class QEL_API QELSimpleLongHashtableNode : public QELSimpleHashtableNode {
 public:
     long key;
 
@@ -57,7 +58,7 @@ public:
 // the iterator hand out values, not nodes. With replace set, adding an
 // existing key replaces its value; otherwise such an add fails. Subclasses
 // supply the key comparisons and hashes, and the keyed add().
-class QELSimpleHashtable : public QELHashtable {
+class QEL_API QELSimpleHashtable : public QELHashtable {
 public:
     bool replace;
 
@@ -121,7 +122,7 @@ public:
 // A map from text to values; keys match exactly (strcmp) or, with
 // ignoreCase, regardless of letter case (strcasecmp, and hashes of the
 // upper-cased text, so that such keys share a bucket).
-class QELSimpleStringHashtable : public QELSimpleHashtable {
+class QEL_API QELSimpleStringHashtable : public QELSimpleHashtable {
 public:
     bool ignoreCase;
 
@@ -149,7 +150,7 @@ public:
 
 // A map from long keys to values; a key hashes to its own low 32 bits, so
 // consecutive keys fill consecutive buckets.
-class QELSimpleLongHashtable : public QELSimpleHashtable {
+class QEL_API QELSimpleLongHashtable : public QELSimpleHashtable {
 public:
     QELSimpleLongHashtable(bool replace = false, int buckets = 0);
     QELSimpleLongHashtable(const QELSimpleLongHashtable& other);

@@ -2,6 +2,7 @@
 #ifndef QELSTD_H
 #define QELSTD_H
 
+#include "QELExport.h"
 #include "QELTypes.h"
 #include "QELVersion.h"
 #include "QELString.h"

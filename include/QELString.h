@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QELExport.h"
 #include "QELTypes.h"
 
 // The class invariant, over any string pointer expression `s`: an empty
@@ -23,7 +24,7 @@
 // belongs to someone else (alloc 0); every mutation first copies a wrapped
 // buffer. While locked for direct writing, len holds minus the lock depth.
 // Deliberately odd: the UTF-16 cache (wbuf) is not freed by the destructor.
-class QELString {
+class QEL_API QELString {
 public:
     char* p;
     int len;
@@ -31,7 +32,7 @@ public:
     unsigned short* wbuf;
 
     // The one-byte terminator buffer shared by every empty string.
-    static char* emptyPtr;
+    static QEL_DATA char* emptyPtr;
 
     QELString() : p(emptyPtr), len(0), alloc(0), wbuf(NULL) {}
     QELString(const char* s, int n = -1);
@@ -99,14 +100,14 @@ public:
     bool operator!=(const char* s) const { return strcmp(p, s) != 0; }
 };
 
-QELString operator+(const QELString& s1, const QELString& s2);
+QEL_API QELString operator+(const QELString& s1, const QELString& s2);
 
-unsigned int stringHashCode(const char* s);
+QEL_API unsigned int stringHashCode(const char* s);
 
 // The shared empty string, built when the library is loaded.
-extern QELString emptyString;
+extern QEL_DATA QELString emptyString;
 
 // The function-local static empty string that empty results are copied from.
-QELString& getEmptyTString();
+QEL_API QELString& getEmptyTString();
 
 #endif

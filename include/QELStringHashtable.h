@@ -2,13 +2,14 @@
 #ifndef QELSTRINGHASHTABLE_H
 #define QELSTRINGHASHTABLE_H
 
+#include "QELExport.h"
 #include "QELHashtable.h"
 #include "QELString.h"
 
 // A set of QELString pointers, compared by text (strcmp) and found by a
 // plain NUL-terminated key (a const char* passed as the key). It never owns
 // the strings; a string must not change its text while it is held.
-class QELStringHashtable : public QELHashtable {
+class QEL_API QELStringHashtable : public QELHashtable {
 public:
     QELStringHashtable(int buckets = 0);
     // The same bucket count and the same string pointers as other.

@@ -2,13 +2,14 @@
 #ifndef QELSTRINGLIST_H
 #define QELSTRINGLIST_H
 
+#include "QELExport.h"
 #include "QELString.h"
 #include "QELVector.h"
 
 // An ordered vector whose items and keys are QELString objects, compared
 // byte-wise and case-sensitively (strcmp). It never owns its strings: whoever
 // adds a string deletes it. The vector invariant holds as for QELVector.
-class QELStringList : public QELOrderedVector {
+class QEL_API QELStringList : public QELOrderedVector {
 public:
     QELStringList() : QELOrderedVector() {}
     explicit QELStringList(int capacity) : QELOrderedVector(capacity) {}

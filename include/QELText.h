@@ -2,6 +2,7 @@
 #ifndef QELTEXT_H
 #define QELTEXT_H
 
+#include "QELExport.h"
 #include "QELString.h"
 
 // Makes `s` safe for XML character data and attribute values: the double
@@ -10,25 +11,25 @@
 // included) pass unchanged. Deliberately, the other control characters are
 // dropped only when at least one of those seven is present; a text without
 // any is returned as an unchanged copy.
-QELString escapeXMLString(const QELString& s);
+QEL_API QELString escapeXMLString(const QELString& s);
 
 // Searches `array`, holding `n` values in ascending order, for `key`.
 // Returns the index of an equal element (the first one probed when there are
 // duplicates), or -1 when none is equal or n < 1.
-int binarySearch(const unsigned char* array, int n, unsigned char key);
-int binarySearch(const signed char* array, int n, signed char key);
-int binarySearch(const unsigned short* array, int n, unsigned short key);
-int binarySearch(const short* array, int n, short key);
-int binarySearch(const unsigned int* array, int n, unsigned int key);
-int binarySearch(const int* array, int n, int key);
-int binarySearch(const float* array, int n, float key);
-int binarySearch(const double* array, int n, double key);
+QEL_API int binarySearch(const unsigned char* array, int n, unsigned char key);
+QEL_API int binarySearch(const signed char* array, int n, signed char key);
+QEL_API int binarySearch(const unsigned short* array, int n, unsigned short key);
+QEL_API int binarySearch(const short* array, int n, short key);
+QEL_API int binarySearch(const unsigned int* array, int n, unsigned int key);
+QEL_API int binarySearch(const int* array, int n, int key);
+QEL_API int binarySearch(const float* array, int n, float key);
+QEL_API int binarySearch(const double* array, int n, double key);
 
 // The same over NUL-terminated strings compared with strcmp(key, element),
 // but deliberately with the opposite ordering: `array` must be sorted in
 // DESCENDING strcmp order (a key below the probed element searches the upper
 // half). Returns the index of an equal element or -1. A null element reads as
 // the empty text.
-int binarySearch(const char** array, int n, const QELString& key);
+QEL_API int binarySearch(const char** array, int n, const QELString& key);
 
 #endif

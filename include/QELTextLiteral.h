@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "QELExport.h"
 #include "QELString.h"
 
 // The element of a translation file that supplied a text; opaque here, only
@@ -29,7 +30,7 @@ class QELDOMElement;
 // One translatable text of the user interface: a fixed id and the current
 // (translated) text. Owns both strings. Collections change the text through
 // update() when a translation file supplies one.
-class QELTextLiteral {
+class QEL_API QELTextLiteral {
 public:
     QELString id;
     QELString text;
@@ -46,7 +47,7 @@ public:
 // that filling in values is a plain concatenation. Owns both token arrays,
 // which are null while the text has no placeholder. Deliberate: «{}» is
 // parameter 0, and a "{" that is no placeholder drops the text before it.
-class QELParameterizedTextLiteral : public QELTextLiteral {
+class QEL_API QELParameterizedTextLiteral : public QELTextLiteral {
 public:
     QELString* preprocessedTextTokens;
     int32_t* preprocessedParameterSequenceTokens;
@@ -79,7 +80,7 @@ public:
 // A parameterised text that also carries a message level, derived from the
 // level word given at construction ("FATAL" 1 ... "DEBUG" 6, anything else
 // 0). additionalText stays empty: nothing in this library sets it.
-class QELMessageLiteral : public QELParameterizedTextLiteral {
+class QEL_API QELMessageLiteral : public QELParameterizedTextLiteral {
 public:
     QELString levelName;
     int32_t level;

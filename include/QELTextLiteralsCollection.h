@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "QELExport.h"
 #include "QELString.h"
 #include "QELTextLiteral.h"
 
@@ -28,15 +29,15 @@ typedef int (*QELLoadTextLiteralsTranslationsFunction)(const char* fileName,
 // the language and the full locale, in that order, and registers the
 // collection for reInitAll(). Registered collections are never forgotten, so
 // they must outlive the last reInitAll() (and setter call) of the process.
-class QELTextLiteralsCollection {
+class QEL_API QELTextLiteralsCollection {
 public:
     // The directory of the translation files, ending in "/"; empty at load.
-    static QELString translationsPath;
+    static QEL_DATA QELString translationsPath;
     // The locale code: a language (en) or language_COUNTRY (fr_FR).
-    static QELString applicationLocale;
-    static QELTextLiteralsCollection* textLiteralsCollections[128];
+    static QEL_DATA QELString applicationLocale;
+    static QEL_DATA QELTextLiteralsCollection* textLiteralsCollections[128];
     // The number of registered collections (spelled so on purpose).
-    static int32_t counOfTextLiteralsCollections;
+    static QEL_DATA int32_t counOfTextLiteralsCollections;
 
     // Fills an empty locale from getQELI18nLang() and an empty translations
     // path from getQELTextLiteralsPath(). Does not call init().

@@ -4,6 +4,7 @@
 #define QELVECTOR_H
 
 #include "QELContainer.h"
+#include "QELExport.h"
 
 // The vector invariant over any vector pointer expression `v`: an empty
 // vector has either an allocated array or none at all (array_size 0, or a
@@ -23,7 +24,7 @@
 // slots 0 to size-1; array_size > 0 counts allocated slots, array_size -n < 0
 // is a capacity deferred until the first insertion. Removal by index fills
 // the gap with the last item (order is not kept, deliberately).
-class QELVector : public QELContainer, public QELArrayInterface {
+class QEL_API QELVector : public QELContainer, public QELArrayInterface {
 public:
     int array_size;
     const QELContainerItem** array;
@@ -119,7 +120,7 @@ public:
 
 // A vector that keeps the order of its items on removal and can insert in
 // front of an existing item. Like QELVector, it never owns its items.
-class QELOrderedVector : public QELVector {
+class QEL_API QELOrderedVector : public QELVector {
 public:
     QELOrderedVector() : QELVector() {}
     explicit QELOrderedVector(int capacity) : QELVector(capacity) {}
@@ -144,7 +145,7 @@ public:
 // A read-only vector over a caller's array, used in place and never freed.
 // Every mutation (empty, add, remove, addElement, removeElement) does
 // nothing and fails; searches and iteration work as for QELVector.
-class QELConstVector : public QELVector {
+class QEL_API QELConstVector : public QELVector {
 public:
     // A count of 0 with a non-null items pointer breaks the invariant.
     QELConstVector(const QELContainerItem** items, int count);

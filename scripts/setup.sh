@@ -6,7 +6,8 @@ set -euo pipefail
 
 packages=(cmake g++ clang make pkg-config procps valgrind
           libicu-dev libxerces-c-dev unixodbc-dev libexpat1-dev
-          googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev)
+          googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev
+          git dpkg-dev abigail-tools doxygen)
 packages+=(jq util-linux)  # the tool tests read qellog's JSON and drop root with setpriv
 case "${1:-}" in
   --bench) packages+=(libspdlog-dev qtbase5-dev libpoco-dev) ;;

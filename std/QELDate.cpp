@@ -6,6 +6,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include <sqltypes.h>
+
 // The fields must overlay the ODBC structures exactly: getDate() and
 // getTime() hand out pointers into this object.
 static_assert(sizeof(TIMESTAMP_STRUCT) == 16, "unexpected TIMESTAMP_STRUCT size");

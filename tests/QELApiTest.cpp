@@ -9,6 +9,8 @@
 #include <sstream>
 #include <type_traits>
 
+#include <xercesc/util/XercesDefs.hpp>
+
 #include "QELStd.h"
 #include "QELInvariants.h"
 

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -12,7 +13,17 @@
 #include <random>
 #include <string>
 
+// unixODBC's own definitions of the date structures come first here, so the
+// library (built with QELDate.h's identical definitions) is called with them;
+// QELApiTest reaches the structures through QELStd.h alone.
+#include <sqltypes.h>
+
 #include "QELDate.h"
+
+static_assert(sizeof(DATE_STRUCT) == 6 && sizeof(TIME_STRUCT) == 6 && sizeof(TIMESTAMP_STRUCT) == 16,
+              "unixODBC's date structures have the sizes QELDate.h gives them");
+static_assert(offsetof(TIMESTAMP_STRUCT, fraction) == 12 && offsetof(TIMESTAMP_STRUCT, second) == 10,
+              "unixODBC's TIMESTAMP_STRUCT has the layout QELDate.h gives it");
 
 // --- A system mktime the tests control ---
 //
