@@ -8,6 +8,7 @@
 #include <string>
 
 #include "../std/QELMemory.h"
+#include "QELCheckedExpat.h"
 #include "QELException.h"
 #include "QELI18nEntryPoints.h"
 #include "QELLog.h"
@@ -111,7 +112,7 @@ extern "C" void* createLogEventParser(void* userData, QELLog* log, QELLogEventSt
                                       QELLogEventTextHandler text)
 {
     QELLogEventParser* parser = qelNew<QELLogEventParser>();
-    parser->xml = XML_ParserCreate(NULL);
+    parser->xml = qelCreateCheckedXmlParser();
     parser->userData = userData;
     parser->log = log;
     parser->onStartElement = startElement;

@@ -20,6 +20,7 @@
 
 #include <expat.h>
 
+#include "QELCheckedExpat.h"
 #include "QELI18nEntryPoints.h"
 #include "QELTextLiteral.h"
 #include "QELTextLiteralsCollection.h"
@@ -148,7 +149,7 @@ extern "C" int loadTextLiteralsTranslations(const char* fileName, QELTextLiteral
     parse.entryHasId = false;
     parse.appliedCount = 0;
 
-    XML_Parser parser = XML_ParserCreate(NULL);
+    XML_Parser parser = qelCreateCheckedXmlParser();
     XML_SetUserData(parser, &parse);
     XML_SetElementHandler(parser, startElement, endElement);
     XML_SetCharacterDataHandler(parser, characterData);
