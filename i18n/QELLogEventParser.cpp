@@ -57,7 +57,7 @@ static void XMLCALL onStartElement(void* data, const XML_Char* name, const XML_C
 
 static void XMLCALL onEndElement(void* data, const XML_Char* name)
 {
-    (void)name;
+    static_cast<void>(name);
     QELLogEventParser* parser = static_cast<QELLogEventParser*>(data);
     parser->depth--;
     if (parser->depth == 0 && !parser->text.empty())

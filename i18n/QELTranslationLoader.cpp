@@ -62,7 +62,7 @@ static bool translationFits(QELTextLiteralsCollection* collection, const QELStri
         return false;
     for (; *literals != NULL; ++literals) {
         QELTextLiteral* literal = *literals;
-        if (literal->id.len != id.len || memcmp(literal->id.p, id.p, (size_t)id.len) != 0)
+        if (literal->id.len != id.len || memcmp(literal->id.p, id.p, static_cast<size_t>(id.len)) != 0)
             continue;
         const QELParameterizedTextLiteral* parameterized =
             dynamic_cast<const QELParameterizedTextLiteral*>(literal);
@@ -82,8 +82,8 @@ static void applyEntry(QELTranslationParse* parse)
         return;
     if (parse->applied.count(parse->id) != 0)
         return;
-    const QELString id(parse->id.data(), (int)parse->id.size());
-    const QELString text(parse->text.data(), (int)parse->text.size());
+    const QELString id(parse->id.data(), static_cast<int>(parse->id.size()));
+    const QELString text(parse->text.data(), static_cast<int>(parse->text.size()));
     if (!translationFits(parse->collection, id, text))
         return;
     parse->collection->addTextTranslation(id, text, NULL);
@@ -113,7 +113,7 @@ static void XMLCALL startElement(void* userData, const XML_Char* name, const XML
 
 static void XMLCALL endElement(void* userData, const XML_Char* name)
 {
-    (void)name;
+    static_cast<void>(name);
     QELTranslationParse* parse = static_cast<QELTranslationParse*>(userData);
     if (parse->depth == 2 && parse->inEntry) {
         applyEntry(parse);
@@ -126,7 +126,7 @@ static void XMLCALL characterData(void* userData, const XML_Char* s, int length)
 {
     QELTranslationParse* parse = static_cast<QELTranslationParse*>(userData);
     if (parse->inEntry)
-        parse->text.append(s, (size_t)length);
+        parse->text.append(s, static_cast<size_t>(length));
 }
 
 // Reads fileName and calls collection->addTextTranslation for each usable
@@ -162,9 +162,9 @@ extern "C" int loadTextLiteralsTranslations(const char* fileName, QELTextLiteral
             wellFormed = false;
             break;
         }
-        const size_t got = fread(buffer, 1, (size_t)chunk, file);
-        const bool last = got < (size_t)chunk;
-        if (XML_ParseBuffer(parser, (int)got, last ? 1 : 0) != XML_STATUS_OK) {
+        const size_t got = fread(buffer, 1, static_cast<size_t>(chunk), file);
+        const bool last = got < static_cast<size_t>(chunk);
+        if (XML_ParseBuffer(parser, static_cast<int>(got), last ? 1 : 0) != XML_STATUS_OK) {
             wellFormed = false;
             break;
         }

@@ -110,7 +110,7 @@ int levelFromText(const char* text)
     long value = strtol(text, nullptr, 10);
     if (value < 1 || value > 6)
         return 5;
-    return (int)value;
+    return static_cast<int>(value);
 }
 
 QELString concat(const QELString& a, const char* b)
@@ -305,7 +305,7 @@ QELString getQELClassPath(bool quoted)
     QELString result;
     unsigned int size = 0;
     for (const char* jar : DEFAULT_JARS)
-        size += (unsigned int)(javaPath.len + strlen(jar) + 3);
+        size += static_cast<unsigned int>(javaPath.len + strlen(jar) + 3);
     result.resize(size);
     for (int i = 0; i < 8; i++) {
         if (i > 0)
