@@ -175,8 +175,8 @@ static bool encodeFromUtf16(const icu::UnicodeString& u, QELEncodingConverter* t
     return true;
 }
 
-QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
-                          QELEncodingConverter* to, int& conversions, int& failures)
+QELString convertEncoding(const QELString& s, QELEncodingConverter* from, QELEncodingConverter* to, int& conversions,
+                          int& failures)
 {
     if (from == NULL || to == NULL || from->converter == NULL || to->converter == NULL)
         return s;
