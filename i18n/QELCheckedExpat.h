@@ -12,8 +12,8 @@
 // Creates an expat parser whose allocations end the process with "out of
 // memory allocating N bytes" when they fail, as every other allocation of
 // the library does. Expat returns null only when an allocation fails, and
-// those end the process first, so the parser is never null and a parse never
-// fails for want of memory. Released with XML_ParserFree.
+// those end the process first, so the parser is never null and no allocation
+// of a parse fails quietly. Released with XML_ParserFree.
 inline XML_Parser qelCreateCheckedXmlParser()
 {
     static const XML_Memory_Handling_Suite checkedMemory = { qelAllocate, qelReallocate, free };
