@@ -8,6 +8,7 @@
 #include <string>
 
 #include "../std/QELMemory.h"
+#include "QELCheckedExpat.h"
 #include "QELException.h"
 #include "QELI18nEntryPoints.h"
 #include "QELLog.h"
@@ -56,7 +57,7 @@ static void XMLCALL onStartElement(void* data, const XML_Char* name, const XML_C
 
 static void XMLCALL onEndElement(void* data, const XML_Char* name)
 {
-    (void)name;
+    static_cast<void>(name);
     QELLogEventParser* parser = static_cast<QELLogEventParser*>(data);
     parser->depth--;
     if (parser->depth == 0 && !parser->text.empty())
@@ -111,7 +112,7 @@ extern "C" QEL_API void* createLogEventParser(void* userData, QELLog* log, QELLo
                                       QELLogEventTextHandler text)
 {
     QELLogEventParser* parser = qelNew<QELLogEventParser>();
-    parser->xml = XML_ParserCreate(NULL);
+    parser->xml = qelCreateCheckedXmlParser();
     parser->userData = userData;
     parser->log = log;
     parser->onStartElement = startElement;

@@ -20,6 +20,7 @@
 
 #include <expat.h>
 
+#include "QELCheckedExpat.h"
 #include "QELI18nEntryPoints.h"
 #include "QELTextLiteral.h"
 #include "QELTextLiteralsCollection.h"
@@ -61,7 +62,7 @@ static bool translationFits(QELTextLiteralsCollection* collection, const QELStri
         return false;
     for (; *literals != NULL; ++literals) {
         QELTextLiteral* literal = *literals;
-        if (literal->id.len != id.len || memcmp(literal->id.p, id.p, (size_t)id.len) != 0)
+        if (literal->id.len != id.len || memcmp(literal->id.p, id.p, static_cast<size_t>(id.len)) != 0)
             continue;
         const QELParameterizedTextLiteral* parameterized =
             dynamic_cast<const QELParameterizedTextLiteral*>(literal);
@@ -81,8 +82,8 @@ static void applyEntry(QELTranslationParse* parse)
         return;
     if (parse->applied.count(parse->id) != 0)
         return;
-    const QELString id(parse->id.data(), (int)parse->id.size());
-    const QELString text(parse->text.data(), (int)parse->text.size());
+    const QELString id(parse->id.data(), static_cast<int>(parse->id.size()));
+    const QELString text(parse->text.data(), static_cast<int>(parse->text.size()));
     if (!translationFits(parse->collection, id, text))
         return;
     parse->collection->addTextTranslation(id, text, NULL);
@@ -112,7 +113,7 @@ static void XMLCALL startElement(void* userData, const XML_Char* name, const XML
 
 static void XMLCALL endElement(void* userData, const XML_Char* name)
 {
-    (void)name;
+    static_cast<void>(name);
     QELTranslationParse* parse = static_cast<QELTranslationParse*>(userData);
     if (parse->depth == 2 && parse->inEntry) {
         applyEntry(parse);
@@ -125,7 +126,7 @@ static void XMLCALL characterData(void* userData, const XML_Char* s, int length)
 {
     QELTranslationParse* parse = static_cast<QELTranslationParse*>(userData);
     if (parse->inEntry)
-        parse->text.append(s, (size_t)length);
+        parse->text.append(s, static_cast<size_t>(length));
 }
 
 // Reads fileName and calls collection->addTextTranslation for each usable
@@ -148,7 +149,7 @@ extern "C" QEL_API int loadTextLiteralsTranslations(const char* fileName, QELTex
     parse.entryHasId = false;
     parse.appliedCount = 0;
 
-    XML_Parser parser = XML_ParserCreate(NULL);
+    XML_Parser parser = qelCreateCheckedXmlParser();
     XML_SetUserData(parser, &parse);
     XML_SetElementHandler(parser, startElement, endElement);
     XML_SetCharacterDataHandler(parser, characterData);
@@ -161,9 +162,9 @@ extern "C" QEL_API int loadTextLiteralsTranslations(const char* fileName, QELTex
             wellFormed = false;
             break;
         }
-        const size_t got = fread(buffer, 1, (size_t)chunk, file);
-        const bool last = got < (size_t)chunk;
-        if (XML_ParseBuffer(parser, (int)got, last ? 1 : 0) != XML_STATUS_OK) {
+        const size_t got = fread(buffer, 1, static_cast<size_t>(chunk), file);
+        const bool last = got < static_cast<size_t>(chunk);
+        if (XML_ParseBuffer(parser, static_cast<int>(got), last ? 1 : 0) != XML_STATUS_OK) {
             wellFormed = false;
             break;
         }

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "QELAssert.h"
+#include "QELMemory.h"
 
 QEL_SOURCE_FILE("QELChildProcess.cpp");
 
@@ -487,7 +488,7 @@ static void beginRun(QELChildProcess& c)
 {
     c.processFd = static_cast<int>(syscall(SYS_pidfd_open, c.pid, 0));
     if (c.streams[2] == QELChildProcess::Pipe && c.log != NULL)
-        c.deserializer = new QELRunnerLogDeserializer(c.log, c.refusedRecordCallback);
+        c.deserializer = qelNew<QELRunnerLogDeserializer>(c.log, c.refusedRecordCallback);
     c.inputEnded = c.pipes[0] < 0;
     if (c.inputSource == WholeInput) {
         c.pendingData = c.inputBytes.p;

@@ -167,12 +167,13 @@ QELDate& QELDate::operator=(const QELDate& d)
 // Copies a broken-down time into the date fields, fraction 0.
 static void setFromTm(QELDate* date, const tm* t)
 {
-    date->year = (int16_t)((unsigned)t->tm_year + (unsigned)TM_YEAR_BASE); // wraps, without overflow, for huge years
-    date->month = (uint16_t)(t->tm_mon + 1);
-    date->day = (uint16_t)t->tm_mday;
-    date->hour = (uint16_t)t->tm_hour;
-    date->minute = (uint16_t)t->tm_min;
-    date->second = (uint16_t)t->tm_sec;
+    // Wraps, without overflow, for huge years.
+    date->year = static_cast<int16_t>(static_cast<unsigned>(t->tm_year) + static_cast<unsigned>(TM_YEAR_BASE));
+    date->month = static_cast<uint16_t>(t->tm_mon + 1);
+    date->day = static_cast<uint16_t>(t->tm_mday);
+    date->hour = static_cast<uint16_t>(t->tm_hour);
+    date->minute = static_cast<uint16_t>(t->tm_min);
+    date->second = static_cast<uint16_t>(t->tm_sec);
     date->fraction = 0;
     date->isNull = false;
 }
@@ -189,7 +190,7 @@ static unsigned int readDigits(const char*& s, int maxDigits)
 {
     unsigned int v = 0;
     for (int i = 0; i < maxDigits && isDigit(*s); i++, s++)
-        v = v * 10 + (unsigned int)(*s - '0');
+        v = v * 10 + static_cast<unsigned int>(*s - '0');
     return v;
 }
 
@@ -221,18 +222,18 @@ void QELDate::setDate(const QELString& textIn)
             hasColon = true;
     }
     if (!(timeAlone && hasColon)) {
-        year = (int16_t)readDigits(s, 4);
+        year = static_cast<int16_t>(readDigits(s, 4));
         skipNonDigits(s);
-        month = (uint16_t)readDigits(s, 2);
+        month = static_cast<uint16_t>(readDigits(s, 2));
         skipNonDigits(s);
-        day = (uint16_t)readDigits(s, 2);
+        day = static_cast<uint16_t>(readDigits(s, 2));
         skipNonDigits(s);
     }
-    hour = (uint16_t)readDigits(s, 2);
+    hour = static_cast<uint16_t>(readDigits(s, 2));
     skipNonDigits(s);
-    minute = (uint16_t)readDigits(s, 2);
+    minute = static_cast<uint16_t>(readDigits(s, 2));
     skipNonDigits(s);
-    second = (uint16_t)readDigits(s, 2);
+    second = static_cast<uint16_t>(readDigits(s, 2));
     skipNonDigits(s);
     fraction = readDigits(s, 3);
     if (fraction > MAX_TEXT_FRACTION)
@@ -301,9 +302,9 @@ const char* QELDate::chars() const
     if (year == 0)
         formatText(text, "%02d:%02d:%02d", hour, minute, second);
     else if (hour == 0 && minute == 0 && second == 0)
-        formatText(text, "%04d/%02d/%02d", (int)year, month, day);
+        formatText(text, "%04d/%02d/%02d", static_cast<int>(year), month, day);
     else
-        formatText(text, "%04d/%02d/%02d %02d:%02d:%02d", (int)year, month, day, hour, minute, second);
+        formatText(text, "%04d/%02d/%02d %02d:%02d:%02d", static_cast<int>(year), month, day, hour, minute, second);
     return text;
 }
 
@@ -315,24 +316,25 @@ const char* QELDate::getHour() const
 
 const char* QELDate::getODBCDate() const
 {
-    formatText(text, "%04d-%02d-%02d", (int)year, month, day);
+    formatText(text, "%04d-%02d-%02d", static_cast<int>(year), month, day);
     return text;
 }
 
 const char* QELDate::getODBCTimestamp() const
 {
     if (fraction != 0)
-        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d.%d", (int)year, month, day, hour, minute, second,
-                 (int)fraction);
+        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d.%d", static_cast<int>(year), month, day, hour, minute, second,
+                   static_cast<int>(fraction));
     else
-        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d", (int)year, month, day, hour, minute, second);
+        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d", static_cast<int>(year), month, day, hour, minute, second);
     return text;
 }
 
 QELString QELDate::getXmlTimestamp() const
 {
     char buf[48];
-    int n = snprintf(buf, sizeof buf, "%04d-%2d-%02dT%02d:%02d:%02dZ", (int)year, month, day, hour, minute, second);
+    int n = snprintf(buf, sizeof buf, "%04d-%2d-%02dT%02d:%02d:%02dZ", static_cast<int>(year), month, day, hour, minute,
+                     second);
     return QELString(buf, n);
 }
 
@@ -348,7 +350,7 @@ void QELDate::setDate(long seconds)
 {
     const long LIMIT = 1L << 50; // about 35 million years either way
     if (seconds < -LIMIT || seconds > LIMIT) {
-        time_t t = (time_t)seconds;
+        time_t t = static_cast<time_t>(seconds);
         tm g;
         if (gmtime_r(&t, &g) == nullptr) {
             empty();
@@ -374,12 +376,12 @@ void QELDate::setDate(long seconds)
     const long m = mp < 10 ? mp + 3 : mp - 9;                             // [1, 12]
     const long y = yoe + era * 400 + (m <= 2 ? 1 : 0);
     tm g = {};
-    g.tm_year = (int)(y - TM_YEAR_BASE);
-    g.tm_mon = (int)(m - 1);
-    g.tm_mday = (int)d;
-    g.tm_hour = (int)(rem / SECONDS_PER_HOUR);
-    g.tm_min = (int)(rem % SECONDS_PER_HOUR / 60);
-    g.tm_sec = (int)(rem % 60);
+    g.tm_year = static_cast<int>(y - TM_YEAR_BASE);
+    g.tm_mon = static_cast<int>(m - 1);
+    g.tm_mday = static_cast<int>(d);
+    g.tm_hour = static_cast<int>(rem / SECONDS_PER_HOUR);
+    g.tm_min = static_cast<int>(rem % SECONDS_PER_HOUR / 60);
+    g.tm_sec = static_cast<int>(rem % 60);
     setFromTm(this, &g);
 }
 
@@ -414,7 +416,7 @@ long QELmktime_i(tm* t, int local)
     int isdst = t->tm_isdst;
     time_t r = mktime(t);
     if (r >= 0)
-        return (long)r;
+        return static_cast<long>(r);
 
     // The system refused the date (or placed it before 1970): count the days
     // ourselves. The leap rule by four alone is exact from 1901 to 2038.
@@ -428,7 +430,7 @@ long QELmktime_i(tm* t, int local)
     }
     t->tm_year += years;
     t->tm_mon = mon;
-    if ((unsigned int)(t->tm_year - 1) > 137) {
+    if (static_cast<unsigned int>(t->tm_year - 1) > 137) {
         errno = EINVAL;
         return -1;
     }

@@ -64,11 +64,11 @@ int QELException::getErrorNumber() const
 QELLogEvent::QELLogEvent(const QELString& msg, const QELString& eventCode, int eventType, const QELString& trace)
     : message(msg), code(eventCode), type(eventType), timestamp(), stackTrace(trace)
 {
-    timestamp.setDate((long)time(nullptr));
+    timestamp.setDate(static_cast<long>(time(nullptr)));
 }
 
 QELLogEvent::QELLogEvent(const QELString& msg)
     : message(msg), code(), type(0), timestamp(), stackTrace()
 {
-    timestamp.setDate((long)time(nullptr));
+    timestamp.setDate(static_cast<long>(time(nullptr)));
 }

@@ -58,13 +58,13 @@ struct LineSpecials {
     {
         for (int k = 0; k < LINE_KINDS; k++) {
             if (k & QUOTE_MATTERS)
-                table[k][(unsigned char)'"'] = 1;
+                table[k][static_cast<unsigned char>('"')] = 1;
             if (k & BACKSLASH_MATTERS)
-                table[k][(unsigned char)'\\'] = 1;
+                table[k][static_cast<unsigned char>('\\')] = 1;
             if (k & LETTERS_MATTER) {
                 const char letters[] = "abfnrtv";
                 for (int l = 0; letters[l] != '\0'; l++)
-                    table[k][(unsigned char)letters[l]] = 1;
+                    table[k][static_cast<unsigned char>(letters[l])] = 1;
             }
         }
     }
@@ -88,7 +88,7 @@ inline size_t findLineFeed(const char* p, size_t n, bool& nul)
     const char* feed = static_cast<const char*>(memchr(p, '\n', n));
     if (feed == NULL)
         return n; // the caller then reads through getline, NULs or not
-    const size_t k = (size_t)(feed - p);
+    const size_t k = static_cast<size_t>(feed - p);
     if (k > 0 && memchr(p, '\0', k) != NULL)
         nul = true;
     return k;
@@ -116,7 +116,7 @@ inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul, ChunkEn
     const char* end = StreamBufferAccess::end(b);
     if (next == NULL || next >= end)
         return NULL;
-    const size_t buffered = (size_t)(end - next);
+    const size_t buffered = static_cast<size_t>(end - next);
     size_t available = buffered;
     if (available > CHUNK_CHARACTERS)
         available = CHUNK_CHARACTERS;
@@ -124,7 +124,7 @@ inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul, ChunkEn
     if (feed < available) {
         n = feed;
         ending = CHUNK_LINE_END;
-        StreamBufferAccess::advance(b, (int)n + 1);
+        StreamBufferAccess::advance(b, static_cast<int>(n) + 1);
         return next;
     }
     if (buffered < CHUNK_BUFFER)
@@ -134,10 +134,10 @@ inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul, ChunkEn
     n = CHUNK_CHARACTERS;
     if (next[CHUNK_CHARACTERS] == '\n') {
         ending = CHUNK_FULL_LINE_END;
-        StreamBufferAccess::advance(b, (int)CHUNK_BUFFER);
+        StreamBufferAccess::advance(b, static_cast<int>(CHUNK_BUFFER));
     } else {
         ending = CHUNK_FULL;
-        StreamBufferAccess::advance(b, (int)CHUNK_CHARACTERS);
+        StreamBufferAccess::advance(b, static_cast<int>(CHUNK_CHARACTERS));
     }
     return next;
 }
@@ -205,7 +205,7 @@ private:
     {
         nul = true; // not looked for: the length is counted at the end
         stream.getline(chunk, sizeof chunk, '\n');
-        const size_t got = (size_t)stream.gcount();
+        const size_t got = static_cast<size_t>(stream.gcount());
         if (got == 0) {
             // Nothing came in: end of file, or an earlier failure.
             stream.clear();
@@ -261,17 +261,17 @@ public:
         }
         while (i < n) {
             size_t j = i;
-            while (j < n && !special[(unsigned char)src[j]])
+            while (j < n && !special[static_cast<unsigned char>(src[j])])
                 j++;
             appendRun(src + i, j - i);
             if (j == n)
                 break;
-            applyRule((unsigned char)src[j]);
+            applyRule(static_cast<unsigned char>(src[j]));
             i = j + 1;
         }
         if (prev == '\r') {
             pos--;
-            prev = pos > 0 ? (unsigned char)out[pos - 1] : NO_CHAR;
+            prev = pos > 0 ? static_cast<unsigned char>(out[pos - 1]) : NO_CHAR;
         }
     }
 
@@ -304,7 +304,7 @@ public:
     size_t finish()
     {
         if (flags & QEL_LINE_TRIM) {
-            while (pos > 0 && (unsigned char)out[pos - 1] < FIRST_VISIBLE)
+            while (pos > 0 && static_cast<unsigned char>(out[pos - 1]) < FIRST_VISIBLE)
                 pos--;
         }
         out[pos] = '\0';
@@ -318,17 +318,17 @@ private:
     {
         if (out == NULL) {
             cap = n + 2;
-            out = (char*)qelAllocate(cap);
+            out = static_cast<char*>(qelAllocate(cap));
             result.p = out; // the string owned nothing: its block, locked
-            result.alloc = (unsigned)cap;
+            result.alloc = static_cast<unsigned>(cap);
             result.len = -1;
         } else if (pos + n + 2 > cap) {
             size_t grown = pos + n + 2;
             if (grown < 2 * cap)
                 grown = 2 * cap;
-            out = (char*)qelReallocate(out, grown);
+            out = static_cast<char*>(qelReallocate(out, grown));
             result.p = out;
-            result.alloc = (unsigned)grown;
+            result.alloc = static_cast<unsigned>(grown);
             cap = grown;
         }
     }
@@ -339,7 +339,7 @@ private:
     {
         size_t i = 0;
         if (skipping) {
-            while (i < n && (unsigned char)src[i] < FIRST_VISIBLE)
+            while (i < n && static_cast<unsigned char>(src[i]) < FIRST_VISIBLE)
                 i++;
             if (i < n)
                 skipping = false;
@@ -353,7 +353,7 @@ private:
             return;
         memcpy(out + pos, src, n);
         pos += n;
-        prev = (unsigned char)src[n - 1];
+        prev = static_cast<unsigned char>(src[n - 1]);
         run = 0;
     }
 
@@ -404,7 +404,7 @@ private:
             out[pos - 1] = escapedControl(c);
             prev = NO_CHAR;
         } else {
-            out[pos++] = (char)c;
+            out[pos++] = static_cast<char>(c);
             prev = c;
         }
     }
@@ -476,7 +476,7 @@ void QELFile::computeAbsolutePath(const QELString& p)
     path = p;
     if (path.len > 0 && path.p[0] != '/') {
         QELString absolute;
-        absolute.add(workingDirectory(), "/", p.p, (const char*)NULL);
+        absolute.add(workingDirectory(), "/", p.p, static_cast<const char*>(NULL));
         path = absolute;
     }
 }
@@ -539,7 +539,7 @@ QELString QELFile::getFileName() const
     const char* dot = strrchr(name.p, '.');
     if (dot == NULL)
         return name;
-    return QELString(name.p, (int)(dot - name.p));
+    return QELString(name.p, static_cast<int>(dot - name.p));
 }
 
 QELString QELFile::getFileExtension() const
@@ -590,7 +590,7 @@ int QELFile::getSize() const
     long size;
     if (!statPath(path.p, mode, size))
         return -1;
-    return (int)size;
+    return static_cast<int>(size);
 }
 
 bool QELFile::open(int mode)
@@ -633,7 +633,7 @@ bool QELFile::remove()
 int QELFile::read(char* buffer, int count)
 {
     stream.read(buffer, count);
-    return (int)stream.gcount();
+    return static_cast<int>(stream.gcount());
 }
 
 // True on failure: the inverted sense is deliberate.
@@ -703,7 +703,7 @@ QELString QELFile::getFullLine(int flags)
     if (chunks.nul) {
         result.unlock(false); // the length up to the first NUL
     } else {
-        result.len = (int)length; // unlocked, with the length already known
+        result.len = static_cast<int>(length); // unlocked, with the length already known
         QEL_ASSERT(QEL_STRING_INVARIANT(&result));
     }
     return result;
@@ -739,7 +739,7 @@ void closeOnExec(std::filebuf& buffer)
     if (fd >= 0)
         fcntl(fd, F_SETFD, fcntl(fd, F_GETFD) | FD_CLOEXEC);
 #else
-    (void)buffer;
+    static_cast<void>(buffer);
 #endif
 }
 
@@ -748,8 +748,8 @@ bool statPath(const char* path, unsigned& mode, long& size)
     struct stat st;
     if (stat(path, &st) != 0)
         return false;
-    mode = (unsigned)st.st_mode;
-    size = (long)st.st_size;
+    mode = static_cast<unsigned>(st.st_mode);
+    size = static_cast<long>(st.st_size);
     return true;
 }
 

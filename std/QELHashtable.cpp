@@ -30,7 +30,7 @@ QELHashtable::QELHashtable(const QELHashtable& other, int buckets)
 {
     QEL_OPERATION("QELHashtable::QELHashtable(const QELHashtable&, int)");
     // The copy always has as many buckets as other: buckets is not consulted.
-    (void)buckets;
+    static_cast<void>(buckets);
     size = 0;
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(&other));
     _addAll(other);

@@ -28,8 +28,8 @@ namespace {
 
 inline char* twoDigits(char* out, unsigned v)
 {
-    out[0] = (char)('0' + v / 10);
-    out[1] = (char)('0' + v % 10);
+    out[0] = static_cast<char>('0' + v / 10);
+    out[1] = static_cast<char>('0' + v % 10);
     return out + 2;
 }
 
@@ -41,16 +41,16 @@ size_t xmlTimestampInto(char* out, const QELDate& d)
     if (d.year < 0 || d.year > 9999 || d.month > 99 || d.day > 99 ||
         d.hour > 99 || d.minute > 99 || d.second > 99) {
         QELString text = d.getXmlTimestamp();
-        size_t n = text.len < 47 ? (size_t)text.len : 47;
+        size_t n = text.len < 47 ? static_cast<size_t>(text.len) : 47;
         memcpy(out, text.p, n);
         return n;
     }
     char* q = out;
-    q = twoDigits(q, (unsigned)d.year / 100);
-    q = twoDigits(q, (unsigned)d.year % 100);
+    q = twoDigits(q, static_cast<unsigned>(d.year) / 100);
+    q = twoDigits(q, static_cast<unsigned>(d.year) % 100);
     *q++ = '-';
-    *q++ = d.month < 10 ? ' ' : (char)('0' + d.month / 10);
-    *q++ = (char)('0' + d.month % 10);
+    *q++ = d.month < 10 ? ' ' : static_cast<char>('0' + d.month / 10);
+    *q++ = static_cast<char>('0' + d.month % 10);
     *q++ = '-';
     q = twoDigits(q, d.day);
     *q++ = 'T';
@@ -60,7 +60,7 @@ size_t xmlTimestampInto(char* out, const QELDate& d)
     *q++ = ':';
     q = twoDigits(q, d.second);
     *q++ = 'Z';
-    return (size_t)(q - out);
+    return static_cast<size_t>(q - out);
 }
 
 // Copies the n bytes at s to out; returns the end of the copy.
@@ -75,13 +75,13 @@ QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
     if (event.type < QEL_LOG_LEVEL_LOWEST || event.type > QEL_LOG_LEVEL_HIGHEST)
         QEL_ASSERT_AT(0, 135);
     const size_t prefixLen = strlen(MESSAGE_TEXT_TYPES[event.type]);
-    const size_t messageLen = (size_t)event.message.len;
-    const size_t traceLen = (size_t)event.stackTrace.len;
+    const size_t messageLen = static_cast<size_t>(event.message.len);
+    const size_t traceLen = static_cast<size_t>(event.stackTrace.len);
     size_t total = prefixLen + messageLen + 1;
     if (traceLen != 0)
         total += traceLen + 1;
     QELString result;
-    result.resize((unsigned)total);
+    result.resize(static_cast<unsigned>(total));
     char* q = result.lock();
     q = put(q, MESSAGE_TEXT_TYPES[event.type], prefixLen);
     q = put(q, event.message.p, messageLen);
@@ -246,7 +246,7 @@ void QELLogEventBufferPrinter::printEvent(const QELString& text)
 {
     if (text.len <= 0)
         return;
-    const unsigned needed = (unsigned)buffer.len + (unsigned)text.len;
+    const unsigned needed = static_cast<unsigned>(buffer.len) + static_cast<unsigned>(text.len);
     if (buffer.alloc <= needed)
         buffer.resize(needed < 64 ? 64 : needed + needed / 2);
     buffer.append(text.p, text.len);

@@ -23,7 +23,7 @@ QELDeleteLogEventParserFunction QELLogDeserializer::deleteLogEventParser = NULL;
 void startLogEventElement(void* userData, const char* name, const char** attributes)
 {
     QEL_OPERATION("void startLogEventElement(void*, const char*, const char**)");
-    (void)name;
+    static_cast<void>(name);
     QELLogEvent* event = static_cast<QELLogEvent*>(userData);
     for (const char** a = attributes; a[0] != NULL; a += 2) {
         const char* key = a[0];
@@ -460,7 +460,7 @@ QELTolerantLogDeserializer::QELTolerantLogDeserializer(QELLog* log)
 
 void QELTolerantLogDeserializer::recordRefused(const QELString& record)
 {
-    (void)record;
+    static_cast<void>(record);
 }
 
 QELBoolean QELTolerantLogDeserializer::parseRecord(const QELString& recordText)

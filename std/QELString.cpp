@@ -41,7 +41,7 @@ QELString& getEmptyTString()
 // Grows (or sizes) the block of `s` to exactly `size` bytes. An owned block is
 // reallocated; a buffer that is not owned (emptyPtr or a wrapped one) is
 // copied into a fresh block and left untouched.
-static inline void qelGrow(QELString& s, unsigned int size)
+static inline void resizeBlock(QELString& s, unsigned int size)
 {
     if (s.alloc != 0) {
         s.p = static_cast<char*>(qelReallocate(s.p, size));
@@ -56,7 +56,7 @@ static inline void qelGrow(QELString& s, unsigned int size)
 
 // Makes `t` (a freshly constructed empty string) own exactly n + 1 bytes,
 // n > 0, holding the n bytes at `src` and a terminator.
-static inline void qelFill(QELString& t, const char* src, unsigned int n)
+static inline void fillExactly(QELString& t, const char* src, unsigned int n)
 {
     t.p = static_cast<char*>(qelAllocate(n + 1));
     memcpy(t.p, src, n);
@@ -68,7 +68,7 @@ static inline void qelFill(QELString& t, const char* src, unsigned int n)
 // The offset of `src` inside the owned block of `s`, or -1 when it lies
 // elsewhere: a source inside the block moves with it when it is reallocated
 // (appending a string to itself).
-static inline ptrdiff_t qelOffsetIn(const QELString& s, const char* src)
+static inline ptrdiff_t offsetInBlock(const QELString& s, const char* src)
 {
     uintptr_t a = reinterpret_cast<uintptr_t>(src);
     uintptr_t b = reinterpret_cast<uintptr_t>(s.p);
@@ -260,8 +260,8 @@ const QELString& QELString::operator+=(const QELString& right)
         const char* src = right.p;
         if (needed > alloc) {
             // Appending itself, or a string wrapping this block.
-            ptrdiff_t off = qelOffsetIn(*this, src);
-            qelGrow(*this, needed);
+            ptrdiff_t off = offsetInBlock(*this, src);
+            resizeBlock(*this, needed);
             if (off >= 0)
                 src = p + off;
         }
@@ -308,8 +308,8 @@ QELString& QELString::append(const char* s, int n)
             if (l != 0) {
                 unsigned int needed = static_cast<unsigned int>(len) + l + 1;
                 if (needed > alloc) {
-                    ptrdiff_t off = qelOffsetIn(*this, s);
-                    qelGrow(*this, needed);
+                    ptrdiff_t off = offsetInBlock(*this, s);
+                    resizeBlock(*this, needed);
                     if (off >= 0)
                         s = p + off;
                 }
@@ -320,8 +320,8 @@ QELString& QELString::append(const char* s, int n)
         } else {
             unsigned int un = static_cast<unsigned int>(n);
             if (alloc <= static_cast<unsigned int>(len) + un) {
-                ptrdiff_t off = qelOffsetIn(*this, s);
-                qelGrow(*this, static_cast<unsigned int>(len) + un + 1);
+                ptrdiff_t off = offsetInBlock(*this, s);
+                resizeBlock(*this, static_cast<unsigned int>(len) + un + 1);
                 if (off >= 0)
                     s = p + off;
             }
@@ -343,7 +343,7 @@ QELString& QELString::append(char c)
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (c != '\0') {
         if (alloc <= static_cast<unsigned int>(len) + 1)
-            qelGrow(*this, static_cast<unsigned int>(len) + 2);
+            resizeBlock(*this, static_cast<unsigned int>(len) + 2);
         p[len] = c;
         p[len + 1] = '\0';
         len++;
@@ -361,7 +361,7 @@ QELString& QELString::append(char c, int count)
     if (c != '\0' && count >= 0) {
         unsigned int uc = static_cast<unsigned int>(count);
         if (alloc <= static_cast<unsigned int>(len) + uc)
-            qelGrow(*this, static_cast<unsigned int>(len) + uc + 1);
+            resizeBlock(*this, static_cast<unsigned int>(len) + uc + 1);
         memset(p + len, c, uc);
         len += count;
         p[len] = '\0';
@@ -383,7 +383,7 @@ QELString& QELString::add(const QELString* const* list)
     }
     uintptr_t oldp = reinterpret_cast<uintptr_t>(p);
     if (total >= alloc)
-        qelGrow(*this, total + 1);
+        resizeBlock(*this, total + 1);
     char* d = p + len;
     for (const QELString* const* s = list; *s != NULL; s++) {
         const char* src = (*s)->p;
@@ -432,7 +432,7 @@ QELString& QELString::add(const char* const* list)
     uintptr_t oldp = reinterpret_cast<uintptr_t>(p);
     uintptr_t oldEnd = oldp + alloc;
     if (total >= alloc)
-        qelGrow(*this, total + 1);
+        resizeBlock(*this, total + 1);
     char* d = p + len;
     for (size_t i = 0; i < count; i++) {
         const char* src = list[i];
@@ -483,7 +483,7 @@ unsigned int QELString::resize(unsigned int n)
     unsigned int target = n > static_cast<unsigned int>(len) ? n : static_cast<unsigned int>(len);
     unsigned int size = target + 1;
     if (alloc != size)
-        qelGrow(*this, size);
+        resizeBlock(*this, size);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     return alloc - 1;
 }
@@ -498,7 +498,7 @@ char* QELString::lock()
     }
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (alloc == 0)
-        qelGrow(*this, static_cast<unsigned int>(len) + 1);
+        resizeBlock(*this, static_cast<unsigned int>(len) + 1);
     len = -1;
     return p;
 }
@@ -558,7 +558,7 @@ bool QELString::unwrap(unsigned int extra)
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (alloc != 0)
         return false;
-    qelGrow(*this, static_cast<unsigned int>(len) + extra + 1);
+    resizeBlock(*this, static_cast<unsigned int>(len) + extra + 1);
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     return true;
 }
@@ -576,7 +576,7 @@ static const unsigned int qelPow31[9] = {
 };
 
 // True when one of the eight bytes of x is zero.
-static inline bool qelHasZeroByte(uint64_t x)
+static inline bool hasZeroByte(uint64_t x)
 {
     return ((x - 0x0101010101010101ull) & ~x & 0x8080808080808080ull) != 0;
 }
@@ -683,7 +683,7 @@ __attribute__((always_inline)) static inline unsigned int qelHashText(const char
     for (; i + 8 <= n; i += 8) {
         uint64_t x;
         memcpy(&x, s + i, 8);
-        if (qelHasZeroByte(x))
+        if (hasZeroByte(x))
             break;
         unsigned int block = qelHash8(x);
         if ((x & 0x8080808080808080ull) != 0)  // bytes 0x80-0xFF count 256 less
@@ -697,7 +697,7 @@ __attribute__((always_inline)) static inline unsigned int qelHashText(const char
         uint64_t x;
         memcpy(&x, s + n - 8, 8);
         x &= ~0ull << (8 * (8 - r));
-        if (!qelHasZeroByte(x | (0x0101010101010101ull >> (8 * r)))) {
+        if (!hasZeroByte(x | (0x0101010101010101ull >> (8 * r)))) {
             unsigned int block = qelHash8(x);
             if ((x & 0x8080808080808080ull) != 0)
                 block -= 256u * qelHash8((x >> 7) & 0x0101010101010101ull);
@@ -743,7 +743,7 @@ QELString QELString::mid(unsigned int start, unsigned int count) const
     unsigned int l = static_cast<unsigned int>(len);
     QELString t;
     if (start < l && count != 0)
-        qelFill(t, p + start, l - start < count ? l - start : count);
+        fillExactly(t, p + start, l - start < count ? l - start : count);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -755,7 +755,7 @@ QELString QELString::mid(unsigned int start) const
     unsigned int l = static_cast<unsigned int>(len);
     QELString t;
     if (start < l)
-        qelFill(t, p + start, l - start);
+        fillExactly(t, p + start, l - start);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -768,7 +768,7 @@ QELString QELString::left(unsigned int n) const
     unsigned int m = n < l ? n : l;
     QELString t;
     if (m != 0)
-        qelFill(t, p, m);
+        fillExactly(t, p, m);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -781,7 +781,7 @@ QELString QELString::right(unsigned int n) const
     unsigned int m = n < l ? n : l;
     QELString t;
     if (m != 0)
-        qelFill(t, p + (l - m), m);
+        fillExactly(t, p + (l - m), m);
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
 }
@@ -793,7 +793,7 @@ QELString QELString::right(unsigned int n) const
 // Rewrites every byte up to the terminator with `f` (applied to the signed
 // byte value), into a private block when the buffer is not owned.
 template <class F>
-static inline void qelRewrite(QELString& s, F f)
+static inline void rewriteBytes(QELString& s, F f)
 {
     const char* src = s.p;
     char* dst = s.p;
@@ -818,9 +818,9 @@ QELString& QELString::toLower()
 #ifdef __GLIBC__
         // The table behind tolower(), indexable from -128 to 255.
         const int32_t* table = *__ctype_tolower_loc();
-        qelRewrite(*this, [table](int c) { return table[c]; });
+        rewriteBytes(*this, [table](int c) { return table[c]; });
 #else
-        qelRewrite(*this, [](int c) { return tolower(c); });
+        rewriteBytes(*this, [](int c) { return tolower(c); });
 #endif
     }
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
@@ -834,9 +834,9 @@ QELString& QELString::toUpper()
     if (len != 0) {
 #ifdef __GLIBC__
         const int32_t* table = *__ctype_toupper_loc();
-        qelRewrite(*this, [table](int c) { return table[c]; });
+        rewriteBytes(*this, [table](int c) { return table[c]; });
 #else
-        qelRewrite(*this, [](int c) { return toupper(c); });
+        rewriteBytes(*this, [](int c) { return toupper(c); });
 #endif
     }
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
@@ -848,7 +848,7 @@ QELString& QELString::toAscii()
     QEL_OPERATION("QELString& QELString::toAscii()");
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     if (len != 0)
-        qelRewrite(*this, [](int c) { return c & 0x7f; });
+        rewriteBytes(*this, [](int c) { return c & 0x7f; });
     QEL_ASSERT(QEL_STRING_INVARIANT(this));
     return *this;
 }
@@ -885,7 +885,7 @@ QELString& QELString::reverse()
 // Escaping and trimming; each returns a new string.
 
 // Allocates the exact block of a result of n > 0 bytes; the caller fills it.
-static inline char* qelReserve(QELString& t, size_t n)
+static inline char* reserveExactly(QELString& t, size_t n)
 {
     t.p = static_cast<char*>(qelAllocate(n + 1));
     t.alloc = static_cast<unsigned int>(n) + 1;
@@ -907,7 +907,7 @@ QELString QELString::escapeChars() const
     }
     QELString t;
     if (n != 0) {
-        char* d = qelReserve(t, n + extra);
+        char* d = reserveExactly(t, n + extra);
         for (const char* s = p; *s != '\0'; s++) {
             switch (*s) {
             case '\n': *d++ = '\\'; *d++ = 'n'; break;
@@ -934,7 +934,7 @@ QELString QELString::escapeChar(char c, char esc, bool escapeEsc) const
     }
     QELString t;
     if (n != 0) {
-        char* d = qelReserve(t, n + extra);
+        char* d = reserveExactly(t, n + extra);
         for (const char* s = p; *s != '\0'; s++) {
             if (*s == c || (escapeEsc && *s == esc))
                 *d++ = esc;
@@ -960,7 +960,7 @@ QELString QELString::unescapeChar(char esc) const
     }
     QELString t;
     if (n != dropped) {
-        char* d = qelReserve(t, n - dropped);
+        char* d = reserveExactly(t, n - dropped);
         for (const char* s = p; *s != '\0'; s++) {
             if (*s == esc && s[1] != '\0')
                 s++;
@@ -986,7 +986,7 @@ QELString QELString::trim() const
         const char* e = p + len - 1;
         while (static_cast<signed char>(*e) < 33)
             e--;
-        qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+        fillExactly(t, s, static_cast<unsigned int>(e - s + 1));
     }
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;
@@ -1005,7 +1005,7 @@ QELString QELString::trimSpaces() const
         const char* e = p + len - 1;
         while (*e == ' ')
             e--;
-        qelFill(t, s, static_cast<unsigned int>(e - s + 1));
+        fillExactly(t, s, static_cast<unsigned int>(e - s + 1));
     }
     QEL_ASSERT(QEL_STRING_INVARIANT(&t));
     return t;

@@ -28,7 +28,7 @@ QELTextLiteral::~QELTextLiteral()
 void QELTextLiteral::update(const QELString& text, const QELDOMElement* element)
 {
     QEL_OPERATION("virtual void QELTextLiteral::update(const QELString&, const QELDOMElement*)");
-    (void)element;
+    static_cast<void>(element);
     QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
     if (text.len > 0)
         this->text = text;
@@ -132,10 +132,10 @@ void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
     int start = 0;
     int index = 0;
     while (start < length) {
-        const char* brace = (const char*)memchr(s + start, '{', (size_t)(length - start));
+        const char* brace = static_cast<const char*>(memchr(s + start, '{', static_cast<size_t>(length - start)));
         if (brace == NULL)
             break;
-        const int position = (int)(brace - s);
+        const int position = static_cast<int>(brace - s);
         if (position > length - 3 && !(position == length - 2 && s[position + 1] == '}'))
             break;
         int end = position + 1;
@@ -159,7 +159,7 @@ void QELParameterizedTextLiteral::preprocessParameters(bool countOnly)
             } else {
                 if (position > start)
                     preprocessedTextTokens[index].append(s + start, position - start);
-                const int32_t parameter = (int32_t)number;
+                const int32_t parameter = static_cast<int32_t>(number);
                 preprocessedParameterSequenceTokens[index] = parameter;
                 if (parameter > maxParameterNumber)
                     maxParameterNumber = parameter;
@@ -197,31 +197,31 @@ QELString QELParameterizedTextLiteral::createParametrizedText(void* values) cons
     QELString* parameters = static_cast<QELString*>(values);
 
     // Size the result once: pieces plus the values, as far as they are valid.
-    unsigned int total = (unsigned int)preprocessedTextTokens[parameterCount].len;
+    unsigned int total = static_cast<unsigned int>(preprocessedTextTokens[parameterCount].len);
     for (int i = 0; i < parameterCount; ++i) {
-        total += (unsigned int)preprocessedTextTokens[i].len;
+        total += static_cast<unsigned int>(preprocessedTextTokens[i].len);
         const int32_t n = preprocessedParameterSequenceTokens[i];
         if (parameters != NULL && n >= 0 && n <= maxParameterNumber)
-            total += (unsigned int)parameters[n].len;
+            total += static_cast<unsigned int>(parameters[n].len);
     }
     QELString result;
     result.resize(total);
     char* out = result.lock();
     for (int i = 0; i < parameterCount; ++i) {
         const QELString& piece = preprocessedTextTokens[i];
-        memcpy(out, piece.p, (size_t)piece.len);
+        memcpy(out, piece.p, static_cast<size_t>(piece.len));
         out += piece.len;
         QEL_ASSERT(preprocessedParameterSequenceTokens[i] >= 0);
         QEL_ASSERT(preprocessedParameterSequenceTokens[i] <= maxParameterNumber);
         const int32_t n = preprocessedParameterSequenceTokens[i];
         if (parameters != NULL && n >= 0 && n <= maxParameterNumber) { // sized so above
             const QELString& value = parameters[n];
-            memcpy(out, value.p, (size_t)value.len);
+            memcpy(out, value.p, static_cast<size_t>(value.len));
             out += value.len;
         }
     }
     const QELString& last = preprocessedTextTokens[parameterCount];
-    memcpy(out, last.p, (size_t)last.len);
+    memcpy(out, last.p, static_cast<size_t>(last.len));
     out[last.len] = '\0';
     result.unlock(true);
 

@@ -25,7 +25,7 @@ static QELString translationFileName(const QELString& name, const char* locale, 
     QELString fileName;
     const char* path = QELTextLiteralsCollection::translationsPath.p;
     const int pathLength = QELTextLiteralsCollection::translationsPath.len;
-    fileName.resize((unsigned int)(pathLength + name.len + 1 + localeLength + 4));
+    fileName.resize(static_cast<unsigned int>(pathLength + name.len + 1 + localeLength + 4));
     if (pathLength > 0)
         fileName.append(path, pathLength);
     if (name.len > 0)
@@ -81,7 +81,7 @@ void QELTextLiteralsCollection::init()
     if (locale.len > 0 && locale != "en") {
         const char* underscore = strchr(locale.p, '_');
         if (underscore != NULL && underscore > locale.p) {
-            fileName = translationFileName(name, locale.p, (int)(underscore - locale.p));
+            fileName = translationFileName(name, locale.p, static_cast<int>(underscore - locale.p));
             if (fileExists(fileName))
                 loadTranslation(fileName);
         }
@@ -110,7 +110,7 @@ void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
         return;
     }
     QELLoadTextLiteralsTranslationsFunction load =
-        (QELLoadTextLiteralsTranslationsFunction)dlsym(library, "loadTextLiteralsTranslations");
+        reinterpret_cast<QELLoadTextLiteralsTranslationsFunction>(dlsym(library, "loadTextLiteralsTranslations"));
     if (load == NULL)
         return;
     load(fileName.p, this);
@@ -125,7 +125,7 @@ int QELTextLiteralsCollection::addTextTranslation(const QELString& id, const QEL
         return 0;
     for (; *literals != NULL; ++literals) {
         QELTextLiteral* literal = *literals;
-        if (literal->id.len == id.len && memcmp(literal->id.p, id.p, (size_t)id.len) == 0) {
+        if (literal->id.len == id.len && memcmp(literal->id.p, id.p, static_cast<size_t>(id.len)) == 0) {
             literal->update(text, element);
             return 1;
         }

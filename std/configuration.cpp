@@ -10,12 +10,18 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QELLogFrame.h"
 #include "QELSetup.h"
 #include "QELStartup.h"
 
 namespace {
 
 const char SETUP_FILE_NAME[] = "QELSetup.xml";
+
+// A configured log level runs from 1 to QEL_LOG_LEVEL_HIGHEST (0, no log at
+// all, cannot be configured); anything else, or no level, gives the default.
+const int LOWEST_CONFIGURED_LOG_LEVEL = 1;
+const int DEFAULT_LOG_LEVEL = 5;
 
 // The default Java class path: these jars, in this order, in getQELJavaPath().
 const char* const DEFAULT_JARS[8] = {
@@ -104,13 +110,13 @@ QELString homeFromLibraryDirectory()
 
 // A decimal level as atoi reads it: leading blanks and a sign allowed,
 // parsing stops at the first non-digit, no digits give 0. Any value outside
-// 1 to 6 gives 5.
+// the configurable levels gives the default level.
 int levelFromText(const char* text)
 {
     long value = strtol(text, nullptr, 10);
-    if (value < 1 || value > 6)
-        return 5;
-    return (int)value;
+    if (value < LOWEST_CONFIGURED_LOG_LEVEL || value > QEL_LOG_LEVEL_HIGHEST)
+        return DEFAULT_LOG_LEVEL;
+    return static_cast<int>(value);
 }
 
 QELString concat(const QELString& a, const char* b)
@@ -225,7 +231,7 @@ int getQELLogLevel()
         publish(logLevelEntry, config.logLevel);
         return levelFromText(config.logLevel.p);
     }
-    return 5;
+    return DEFAULT_LOG_LEVEL;
 }
 
 QELString getQELConfigurationPath()
@@ -305,7 +311,7 @@ QELString getQELClassPath(bool quoted)
     QELString result;
     unsigned int size = 0;
     for (const char* jar : DEFAULT_JARS)
-        size += (unsigned int)(javaPath.len + strlen(jar) + 3);
+        size += static_cast<unsigned int>(javaPath.len + strlen(jar) + 3);
     result.resize(size);
     for (int i = 0; i < 8; i++) {
         if (i > 0)

@@ -114,68 +114,84 @@ static size_t latin1ToUtf8(const char* in, size_t n, char* out)
     return static_cast<size_t>(q - reinterpret_cast<unsigned char*>(out));
 }
 
-QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
-                          QELEncodingConverter* to, int& conversions, int& failures)
+// ISO-8859-1 to UTF-8 directly: every byte is the code point of the same
+// value, below 0x80 copied, above written as two bytes, and none can fail.
+// Same temporary, same size and same result as the road through UTF-16,
+// without the 2n-byte UTF-16 string.
+static QELString latin1TextToUtf8(const QELString& s, size_t n, QELEncodingConverter* to)
 {
-    if (from == NULL || to == NULL || from->converter == NULL || to->converter == NULL)
-        return s;
-    if (equivalentConverters(from, to))
-        return s;
-    conversions++;
+    int32_t room = static_cast<int32_t>(n) * to->maxCharSize;
+    QELString t;
+    t.resize(static_cast<unsigned int>(room) + 2);
+    char* buffer = t.lock();
+    buffer[room + 1] = '\0';
+    const size_t written = latin1ToUtf8(s.p, n, buffer);
+    buffer[written] = '\0';
+    t.unlock(false);
+    return QELString(t); // the exact-size copy, whether or not t's return is elided
+}
 
-    // ISO-8859-1 to UTF-8 directly: every byte is the code point of the same
-    // value, below 0x80 copied, above written as two bytes, and none can
-    // fail. Same temporary, same size and same result as the road through
-    // UTF-16 below, without the 2n-byte UTF-16 string.
-    if (isLatin1ToUtf8(from, to)) {
-        const size_t n = strlen(s.p);
-        if (n < (1u << 28)) {
-            int32_t room = static_cast<int32_t>(n) * to->maxCharSize;
-            QELString t;
-            t.resize(static_cast<unsigned int>(room) + 2);
-            char* buffer = t.lock();
-            buffer[room + 1] = '\0';
-            const size_t written = latin1ToUtf8(s.p, n, buffer);
-            buffer[written] = '\0';
-            t.unlock(false);
-            return QELString(t); // the exact-size copy, whether or not t's return is elided
-        }
-    }
-
-    // Decode the whole text into UTF-16 with the source charset: measure
-    // first, then decode once into a buffer of that size. (ICU's UnicodeString
-    // constructor from bytes and a converter never returns on some SCSU texts
-    // whose UTF-16 form has more units than the text has bytes.)
+// Decodes the whole text into UTF-16 with the source charset: measures
+// first, then decodes once into a buffer of that size. (ICU's UnicodeString
+// constructor from bytes and a converter never returns on some SCSU texts
+// whose UTF-16 form has more units than the text has bytes.) Returns false,
+// with the converter reset, when the text does not decode.
+static bool decodeToUtf16(const QELString& s, QELEncodingConverter* from, icu::UnicodeString& u)
+{
     UErrorCode status = U_ZERO_ERROR;
     int32_t units = ucnv_toUChars(from->converter, NULL, 0, s.p, -1, &status);
     if (status == U_BUFFER_OVERFLOW_ERROR || status == U_STRING_NOT_TERMINATED_WARNING)
         status = U_ZERO_ERROR;
-    icu::UnicodeString u;
     if (U_SUCCESS(status) && units > 0) {
         UChar* decoded = u.getBuffer(units + 1);
         units = ucnv_toUChars(from->converter, decoded, units + 1, s.p, -1, &status);
         u.releaseBuffer(U_SUCCESS(status) ? units : 0);
     }
     if (U_FAILURE(status)) {
-        failures++;
         ucnv_reset(from->converter);
-        return s;
+        return false;
     }
+    return true;
+}
 
-    // Encode into a block sized for the worst case of the target charset.
+// Encodes u with the target charset into t, a block sized for the worst case
+// of that charset. Returns false, with the converter reset, when a
+// character does not encode.
+static bool encodeFromUtf16(const icu::UnicodeString& u, QELEncodingConverter* to, QELString& t)
+{
     int32_t room = u.length() * to->maxCharSize;
-    QELString t;
     t.resize(static_cast<unsigned int>(room) + 2);
     char* buffer = t.lock();
     buffer[room + 1] = '\0';
-    status = U_ZERO_ERROR;
+    UErrorCode status = U_ZERO_ERROR;
     u.extract(buffer, room + 1, to->converter, status);
     if (U_FAILURE(status))
         buffer[0] = '\0'; // the temporary is dropped: no unwritten byte is read
     t.unlock(false);
     if (U_FAILURE(status)) {
-        failures++;
         ucnv_reset(to->converter);
+        return false;
+    }
+    return true;
+}
+
+QELString convertEncoding(const QELString& s, QELEncodingConverter* from, QELEncodingConverter* to, int& conversions,
+                          int& failures)
+{
+    if (from == NULL || to == NULL || from->converter == NULL || to->converter == NULL)
+        return s;
+    if (equivalentConverters(from, to))
+        return s;
+    conversions++;
+    if (isLatin1ToUtf8(from, to)) {
+        const size_t n = strlen(s.p);
+        if (n < (1u << 28))
+            return latin1TextToUtf8(s, n, to);
+    }
+    icu::UnicodeString u;
+    QELString t;
+    if (!decodeToUtf16(s, from, u) || !encodeFromUtf16(u, to, t)) {
+        failures++;
         return s;
     }
     return QELString(t); // the exact-size copy, whether or not t's return is elided

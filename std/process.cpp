@@ -72,7 +72,7 @@ int getProcessId()
 
 int getParentProcessId(int pid)
 {
-    (void)pid;
+    static_cast<void>(pid);
     return static_cast<int>(getppid());
 }
 

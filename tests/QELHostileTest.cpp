@@ -581,3 +581,23 @@ TEST_F(QELHostileMemoryDeathTest, BlobGrowthBeyondMemoryAbortsWithTheSize)
         },
         ::testing::KilledBySignal(SIGABRT), "^out of memory allocating 1073741824 bytes\n$");
 }
+
+TEST_F(QELHostileMemoryDeathTest, LogRecordParserBeyondMemoryAbortsWithTheSize)
+{
+    EXPECT_EXIT(
+        {
+            // A first record loads the companion library and its entry points.
+            QELLogDeserializer loader(NULL);
+            QELLogEvent event(emptyString);
+            const QELString small("<Message>x</Message>\n");
+            loader.deserializeLogEvent(event, small, 0, static_cast<unsigned>(small.len));
+            void* parser = QELLogDeserializer::createLogEventParser(
+                nullptr, nullptr, [](void*, const char*, const char**) {}, [](void*, const char*, int) {});
+            // The parser copies the record into its own buffer, larger than the 64 MB left.
+            const QELString record(("<Message>" + std::string(80u << 20, 'x') + "</Message>\n").c_str());
+            capAddressSpace();
+            QELLogDeserializer::parseLogEvent(record, parser);
+            exit(0);
+        },
+        ::testing::KilledBySignal(SIGABRT), "^out of memory allocating [0-9]+ bytes\n$");
+}

@@ -339,8 +339,9 @@ TEST(QELProcessTest, PipesAreEnlargedToTheSystemMaximum)
 
 TEST(QELProcessTest, OutputBeforeInputUpToThePipeCapacityDoesNotBlock)
 {
-    // The documented limit: output written before the input is read must fit
-    // in the output pipe, the input in the input pipe.
+    // exec writes all input before reading any output (deliberate), so the
+    // output written before the input is read must fit in the output pipe,
+    // the input in the input pipe; up to those capacities nothing blocks.
     long max = maxPipeSize();
     size_t out = static_cast<size_t>(max) * 9 / 10;
     size_t in = static_cast<size_t>(max) * 9 / 10;
