@@ -109,7 +109,7 @@ static void reportFailure(QELLogEventParser* parser)
 }
 
 extern "C" QEL_API void* createLogEventParser(void* userData, QELLog* log, QELLogEventStartElementHandler startElement,
-                                      QELLogEventTextHandler text)
+                                              QELLogEventTextHandler text)
 {
     QELLogEventParser* parser = qelNew<QELLogEventParser>();
     parser->xml = qelCreateCheckedXmlParser();

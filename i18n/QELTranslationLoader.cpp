@@ -28,9 +28,9 @@
 // The state of one file being parsed.
 struct QELTranslationParse {
     QELTextLiteralsCollection* collection;
-    int depth;              // depth of the element being read, root = 1
-    bool rootAccepted;      // the root element is "TextLiterals"
-    bool inEntry;           // inside a "Text" element directly below the root
+    int depth;         // depth of the element being read, root = 1
+    bool rootAccepted; // the root element is "TextLiterals"
+    bool inEntry;      // inside a "Text" element directly below the root
     bool entryHasId;
     std::string id;
     std::string text;
@@ -64,8 +64,7 @@ static bool translationFits(QELTextLiteralsCollection* collection, const QELStri
         QELTextLiteral* literal = *literals;
         if (literal->id.len != id.len || memcmp(literal->id.p, id.p, static_cast<size_t>(id.len)) != 0)
             continue;
-        const QELParameterizedTextLiteral* parameterized =
-            dynamic_cast<const QELParameterizedTextLiteral*>(literal);
+        const QELParameterizedTextLiteral* parameterized = dynamic_cast<const QELParameterizedTextLiteral*>(literal);
         if (parameterized == NULL)
             return true;
         const QELParameterizedTextLiteral probe(id, text);

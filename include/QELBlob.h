@@ -69,8 +69,8 @@ public:
     bool unwrap();
 
 protected:
-    QELGBlob() : p(NULL), size(0), isWrap(true) {}
-    ~QELGBlob() {}
+    QELGBlob() : p(NULL), size(0), isWrap(true) { }
+    ~QELGBlob() { }
 };
 
 // The owning blob value. Copies are deep; initialising or assigning from a

@@ -29,7 +29,9 @@
 // has not started has no process; a running one has a process; a finished
 // one ended either with an exit code or by a signal; a failed start has a
 // cause and its errno.
+// clang-format off
 #define QEL_CHILD_PROCESS_INVARIANT(c) ( ( ((c)->state==QELChildProcess::NotStarted) && ((c)->pid==-1) ) || ( ((c)->state==QELChildProcess::Running) && ((c)->pid>0) ) || ( ((c)->state==QELChildProcess::Finished) && ( ((c)->code>=0) != ((c)->signal>0) ) ) || ( ((c)->state==QELChildProcess::StartFailed) && ((c)->startCause!=QELChildProcess::NoFailure) && ((c)->startErrno!=0) ) )
+// clang-format on
 
 // Runs one program as a child: set it up, start() (or run()), then wait(),
 // one poll loop in the calling thread that writes the input while it reads
@@ -54,18 +56,18 @@ public:
     // Set-up, read by start(). The program is a path unless searchPath.
     QELString program;
     std::vector<QELString> arguments;
-    QELString directory;             // empty: the parent's
+    QELString directory;                     // empty: the parent's
     std::vector<QELString> environmentSet;   // "NAME=value" added or replaced
     std::vector<QELString> environmentUnset; // "NAME" removed
     bool searchPath;
-    bool ownProcessGroup;            // the child leads a new group; signals go to the group
-    Stream streams[3];               // standard input, output and error
-    QELLog* log;                     // error stream's events go here when not null
+    bool ownProcessGroup; // the child leads a new group; signals go to the group
+    Stream streams[3];    // standard input, output and error
+    QELLog* log;          // error stream's events go here when not null
     // Called with a record of the error stream that carries an attribute the
     // log does not know; the record then reaches the log as plain lines.
     std::function<void(const QELString& record)> refusedRecordCallback;
-    int64_t timeoutMs;               // -1: none; then SIGTERM, and SIGKILL after graceMs
-    int64_t graceMs;                 // -1: never SIGKILL
+    int64_t timeoutMs; // -1: none; then SIGTERM, and SIGKILL after graceMs
+    int64_t graceMs;   // -1: never SIGKILL
 
     // Input: whole (inputBytes), from inputCallback, or read from inputFd
     // (not owned) until its end. The first one set wins in that order of
@@ -73,18 +75,18 @@ public:
     QELBlob inputBytes;
     InputCallback inputCallback;
     int inputFd;
-    OutputCallback outputCallback;   // else the output is collected in output
-    OutputCallback errorCallback;    // else the error stream is collected in errorOutput
-    QELBlob output;                  // bytes, NUL included (a QELString would end at a NUL)
+    OutputCallback outputCallback; // else the output is collected in output
+    OutputCallback errorCallback;  // else the error stream is collected in errorOutput
+    QELBlob output;                // bytes, NUL included (a QELString would end at a NUL)
     QELBlob errorOutput;
 
     // State of the run.
     int32_t state;
     pid_t pid;
-    int32_t code;                    // exit code, -1 when ended by a signal
-    int32_t signal;                  // ending signal, 0 when it exited
+    int32_t code;   // exit code, -1 when ended by a signal
+    int32_t signal; // ending signal, 0 when it exited
     bool timeoutHit;
-    int32_t startCause;              // a StartFailure
+    int32_t startCause; // a StartFailure
     int32_t startErrno;
 
     // Internal: the parent's pipe ends (-1 when closed), the process
@@ -93,14 +95,14 @@ public:
     int pipes[3];
     int processFd;
     bool reaped;
-    int32_t inputSource;             // 0 whole, 1 callback, 2 descriptor
+    int32_t inputSource; // 0 whole, 1 callback, 2 descriptor
     bool inputEnded;
     QELBlob inputBuffer;
     const char* pendingData;
     uint32_t pendingLeft;
     uint64_t inputWritten;
-    int64_t deadline;                // monotonic ms; -1 none
-    int32_t policyStep;              // 0 before the timeout, 1 terminated, 2 killed
+    int64_t deadline;   // monotonic ms; -1 none
+    int32_t policyStep; // 0 before the timeout, 1 terminated, 2 killed
     QELLogDeserializer* deserializer;
 
     QELChildProcess();
@@ -137,8 +139,8 @@ public:
     // Sends `signalNumber` to the child (or its group). False when not
     // running or kill() fails.
     bool sendSignal(int signalNumber);
-    bool terminate();                // SIGTERM
-    bool kill();                     // SIGKILL
+    bool terminate(); // SIGTERM
+    bool kill();      // SIGKILL
 
     bool running() const { return state == Running; }
     bool finished() const { return state == Finished; }

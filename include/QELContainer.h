@@ -17,8 +17,8 @@ class QEL_API _QELContainer {
 public:
     int size;
 
-    _QELContainer() : size(0) {}
-    virtual ~_QELContainer() {}
+    _QELContainer() : size(0) { }
+    virtual ~_QELContainer() { }
 };
 
 // A collection of untyped item pointers that it never owns: no operation,
@@ -34,9 +34,9 @@ public:
     public:
         const QELContainer* container;
 
-        Iterator() : container(NULL) {}
-        explicit Iterator(const QELContainer* c) : container(c) {}
-        virtual ~Iterator() {}
+        Iterator() : container(NULL) { }
+        explicit Iterator(const QELContainer* c) : container(c) { }
+        virtual ~Iterator() { }
         virtual const QELContainer* getContainer() const { return container; }
         virtual QELContainerItem* operator*() const = 0;
         virtual QELContainerItem* get() const = 0;
@@ -50,7 +50,7 @@ public:
         virtual QELContainerItem* findPrevious(const QELContainerKey* key) = 0;
     };
 
-    virtual ~QELContainer() {}
+    virtual ~QELContainer() { }
     virtual QELBoolean empty() = 0;
     // A heap iterator of the container's own class, standing on the first
     // (true) or last (false) item; return it with deleteIterator().
@@ -70,7 +70,7 @@ public:
 // indexes out of range; never asserts on them.
 class QEL_API QELArrayInterface : public virtual _QELContainer {
 public:
-    virtual ~QELArrayInterface() {}
+    virtual ~QELArrayInterface() { }
     virtual int addElement(const QELContainerItem* item, bool unique = false) = 0;
     virtual int containsElement(const QELContainerItem* item) const = 0;
     virtual QELContainerItem* operator[](int index) const = 0;

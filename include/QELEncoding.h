@@ -39,8 +39,8 @@ public:
 // converter, or two equivalent ones, give a copy of s with the counters
 // untouched. Otherwise conversions is incremented, and a decode or encode
 // error increments failures and gives a copy of s unchanged.
-QEL_API QELString convertEncoding(const QELString& s, QELEncodingConverter* from,
-                          QELEncodingConverter* to, int& conversions, int& failures);
+QEL_API QELString convertEncoding(const QELString& s, QELEncodingConverter* from, QELEncodingConverter* to,
+                                  int& conversions, int& failures);
 
 // True only for two open converters with equal maxCharSize and names.
 QEL_API bool equivalentConverters(QELEncodingConverter* a, QELEncodingConverter* b);

@@ -18,12 +18,12 @@ class QELEncodingConverter;
 
 // getFullLine flags; each switches on one rule of the line reader.
 #define QEL_LINE_BACKSLASH_CONTINUES 0x01 // "\" at the end continues, "\\" -> "\"
-#define QEL_LINE_BACKSLASH_JOINS     0x02 // "\" at the end -> LF, "\\" at the end dropped
-#define QEL_LINE_QUOTES_CONTINUE     0x04 // a line ending inside quotes continues
-#define QEL_LINE_TRIPLE_QUOTES       0x08 // a third quote in a row does not toggle
-#define QEL_LINE_ESCAPED_QUOTES      0x10 // "\"" -> '"' without toggling, "\\" -> "\"
-#define QEL_LINE_ESCAPES             0x20 // "\a" "\b" "\f" "\n" "\r" "\t" "\v", "\\" -> "\"
-#define QEL_LINE_TRIM                0x40 // drop codes below 33 at both ends
+#define QEL_LINE_BACKSLASH_JOINS 0x02     // "\" at the end -> LF, "\\" at the end dropped
+#define QEL_LINE_QUOTES_CONTINUE 0x04     // a line ending inside quotes continues
+#define QEL_LINE_TRIPLE_QUOTES 0x08       // a third quote in a row does not toggle
+#define QEL_LINE_ESCAPED_QUOTES 0x10      // "\"" -> '"' without toggling, "\\" -> "\"
+#define QEL_LINE_ESCAPES 0x20             // "\a" "\b" "\f" "\n" "\r" "\t" "\v", "\\" -> "\"
+#define QEL_LINE_TRIM 0x40                // drop codes below 33 at both ends
 
 // A UTF-8 path (made absolute from PWD when set from a string) and a file
 // stream on it, owned and closed at first. The optional data encoding
@@ -50,7 +50,7 @@ public:
 
     // Path queries (the disk is not touched).
     const QELString& getPath() const;
-    bool isAbsolute() const;            // an empty path is relative
+    bool isAbsolute() const; // an empty path is relative
     bool isRelative() const;
     QELString getName() const;          // last component, trailing "/" ignored
     QELString getDirectory() const;     // up to the "/" before the name; "" without "/"

@@ -59,7 +59,7 @@ public:
         // Stands on the first (true) or last (false) item, or on none.
         Iterator(const QELHashtable& t, bool first = true);
         Iterator(const Iterator& other);
-        virtual ~Iterator() {}
+        virtual ~Iterator() { }
 
         // Null when detached or standing on no item.
         virtual QELContainerItem* operator*() const;

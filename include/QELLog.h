@@ -12,7 +12,7 @@
 // Frame of an XML record: START, the record's byte count padded with blanks
 // to 8 characters, END, then the record. The header is always 29 bytes.
 extern QEL_DATA QELString QEL_LOG_EVENT_HEADER_START; // "<!-- QELLog size="
-extern QEL_DATA QELString QEL_LOG_EVENT_HEADER_END; // " -->"
+extern QEL_DATA QELString QEL_LOG_EVENT_HEADER_END;   // " -->"
 
 // Largest record, in bytes, that the XML formatter frames.
 #define QEL_LOG_EVENT_MAX_RECORD 9999999

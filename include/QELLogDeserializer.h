@@ -105,8 +105,7 @@ public:
     // Parses the `length` bytes of `text` at `start` into `event`, loading
     // the companion library first if needed. Returns false when the record
     // does not parse. A missing library or entry point aborts (assertion 0).
-    QELBoolean deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start,
-                                   unsigned int length);
+    QELBoolean deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start, unsigned int length);
 
     QELLogDeserializer(const QELLogDeserializer&) = delete;
     QELLogDeserializer& operator=(const QELLogDeserializer&) = delete;

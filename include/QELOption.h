@@ -83,8 +83,8 @@ public:
 // does not own its options.
 class QEL_API QELOptionVector : public QELOrderedVector {
 public:
-    QELOptionVector() : QELOrderedVector() {}
-    explicit QELOptionVector(int capacity) : QELOrderedVector(capacity) {}
+    QELOptionVector() : QELOrderedVector() { }
+    explicit QELOptionVector(int capacity) : QELOrderedVector(capacity) { }
 
     virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const;
     virtual int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const;
@@ -98,7 +98,7 @@ class QEL_API QELOptionList {
 public:
     QELOptionVector options;
 
-    QELOptionList() {}
+    QELOptionList() { }
     virtual ~QELOptionList();
     QELOptionList(const QELOptionList&) = delete;
     QELOptionList& operator=(const QELOptionList&) = delete;

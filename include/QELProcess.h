@@ -52,10 +52,10 @@ QEL_API QELString getCommandLine();
 // Threads: two readers per call, both joined before returning; the caller's
 // strings and log must not be touched by other threads meanwhile.
 QEL_API bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out,
-          QELString* err, QELLog* log, const char* directory, bool detached);
+                  QELString* err, QELLog* log, const char* directory, bool detached);
 // exec, waiting for the child (detached false).
 QEL_API bool launchInSeparateProcess(QELString command, int argc, QELString* argv, int* status, QELString input,
-                             QELString* out, QELString* err, QELLog* log, const char* directory);
+                                     QELString* out, QELString* err, QELLog* log, const char* directory);
 // exec without status, input, output strings or log, returning at once
 // (detached true). The waiting one is launchInSeparateProcess; deliberate.
 QEL_API bool execInSeparateProcess(QELString command, int argc, QELString* argv, const char* directory);

@@ -63,7 +63,7 @@ public:
         // Stands on n, a node of t.
         Iterator(const QELRBTree& t, const QELRBTreeNode& n);
         Iterator(const Iterator& other);
-        virtual ~Iterator() {}
+        virtual ~Iterator() { }
 
         // Null when detached or on no node.
         virtual QELContainerItem* operator*() const;
@@ -151,7 +151,8 @@ public:
     void _removeFixup(QELRBTreeNode* header, QELRBTreeNode* node);
     // A copy of the subtree at node with the same colours; the source
     // sentinel maps to the target sentinel.
-    static QELRBTreeNode* _duplicateNode(const QELRBTreeNode* node, const QELRBTreeNode* sourceSentinel, QELRBTreeNode* targetSentinel);
+    static QELRBTreeNode* _duplicateNode(const QELRBTreeNode* node, const QELRBTreeNode* sourceSentinel,
+                                         QELRBTreeNode* targetSentinel);
     // Deletes the subtree at node in post-order.
     void _deleteNode(QELRBTreeNode* node, QELRBTreeNode* sentinel);
 };

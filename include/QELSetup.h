@@ -15,7 +15,7 @@ namespace xercesc_3_2 {
 class DOMDocument;
 class DOMLSParser;
 class DOMNode;
-}
+} // namespace xercesc_3_2
 
 // A setup document read from and written back to one file. It owns the
 // parser, which owns the document; both live until destruction. Element

@@ -13,7 +13,7 @@ class QEL_API QELSimpleHashtableNode {
 public:
     void* value;
 
-    explicit QELSimpleHashtableNode(void* v = NULL) : value(v) {}
+    explicit QELSimpleHashtableNode(void* v = NULL) : value(v) { }
     virtual ~QELSimpleHashtableNode();
     // The address of the node's key field; null for this keyless base.
     virtual const void* getKey() const;
@@ -27,7 +27,7 @@ public:
     QELString key;
 
     // The key is copied into a block of its own.
-    QELSimpleStringHashtableNode(const QELString& k, void* v) : QELSimpleHashtableNode(v), key(k) {}
+    QELSimpleStringHashtableNode(const QELString& k, void* v) : QELSimpleHashtableNode(v), key(k) { }
     virtual ~QELSimpleStringHashtableNode();
     // A const QELString*.
     virtual const void* getKey() const;
@@ -38,7 +38,7 @@ public:
     static void operator delete(void* p) { ::operator delete(p); }
 
 private:
-    struct InlineText {};
+    struct InlineText { };
     QELSimpleStringHashtableNode(const QELString& k, void* v, InlineText);
 };
 
@@ -47,7 +47,7 @@ class QEL_API QELSimpleLongHashtableNode : public QELSimpleHashtableNode {
 public:
     long key;
 
-    QELSimpleLongHashtableNode(long k, void* v) : QELSimpleHashtableNode(v), key(k) {}
+    QELSimpleLongHashtableNode(long k, void* v) : QELSimpleHashtableNode(v), key(k) { }
     virtual ~QELSimpleLongHashtableNode();
     // A const long*.
     virtual const void* getKey() const;
@@ -66,10 +66,10 @@ public:
     // pointer from getKey() lives as long as the entry.
     class Iterator : public QELHashtable::Iterator {
     public:
-        Iterator() : QELHashtable::Iterator() {}
-        Iterator(const QELSimpleHashtable& t, bool first = true) : QELHashtable::Iterator(t, first) {}
-        Iterator(const Iterator& other) : QELHashtable::Iterator(other) {}
-        virtual ~Iterator() {}
+        Iterator() : QELHashtable::Iterator() { }
+        Iterator(const QELSimpleHashtable& t, bool first = true) : QELHashtable::Iterator(t, first) { }
+        Iterator(const Iterator& other) : QELHashtable::Iterator(other) { }
+        virtual ~Iterator() { }
 
         // Each returns the value of the node reached, null when none (a
         // null value cannot be told from a miss).
@@ -134,7 +134,7 @@ public:
     // Replaces the entries by copies of other's, which must be a string
     // table; keeps this table's flags.
     virtual QELHashtable& operator=(const QELHashtable& other);
-    virtual ~QELSimpleStringHashtable() {}
+    virtual ~QELSimpleStringHashtable() { }
 
     using QELSimpleHashtable::add;
     // False when key exists and replace is not set (the entry unchanged);
@@ -157,7 +157,7 @@ public:
     QELSimpleLongHashtable& operator=(const QELSimpleLongHashtable& other);
     // Replaces the entries by copies of other's, which must be a long table.
     virtual QELHashtable& operator=(const QELHashtable& other);
-    virtual ~QELSimpleLongHashtable() {}
+    virtual ~QELSimpleLongHashtable() { }
 
     using QELSimpleHashtable::add;
     // False when key exists and replace is not set (the entry unchanged).

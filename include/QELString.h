@@ -34,7 +34,7 @@ public:
     // The one-byte terminator buffer shared by every empty string.
     static QEL_DATA char* emptyPtr;
 
-    QELString() : p(emptyPtr), len(0), alloc(0), wbuf(NULL) {}
+    QELString() : p(emptyPtr), len(0), alloc(0), wbuf(NULL) { }
     QELString(const char* s, int n = -1);
     QELString(const uchar* s, int n = -1);
     QELString(const QELString& s);

@@ -15,7 +15,7 @@ public:
     // The same bucket count and the same string pointers as other.
     QELStringHashtable(const QELStringHashtable& other);
     QELStringHashtable& operator=(const QELStringHashtable& other);
-    virtual ~QELStringHashtable() {}
+    virtual ~QELStringHashtable() { }
 
     virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const;
     // key is a const char*; a null key matches the empty string.

@@ -11,8 +11,8 @@
 // adds a string deletes it. The vector invariant holds as for QELVector.
 class QEL_API QELStringList : public QELOrderedVector {
 public:
-    QELStringList() : QELOrderedVector() {}
-    explicit QELStringList(int capacity) : QELOrderedVector(capacity) {}
+    QELStringList() : QELOrderedVector() { }
+    explicit QELStringList(int capacity) : QELOrderedVector(capacity) { }
 
     // strcmp of the two strings' texts.
     virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const;

@@ -20,8 +20,7 @@ class QELTextLiteralsCollection;
 // "libQELI18n.so": parses the translation file fileName and calls
 // collection->addTextTranslation for each entry. Returns the number of
 // entries applied, or -1 when the file cannot be read or is not valid XML.
-typedef int (*QELLoadTextLiteralsTranslationsFunction)(const char* fileName,
-                                                        QELTextLiteralsCollection* collection);
+typedef int (*QELLoadTextLiteralsTranslationsFunction)(const char* fileName, QELTextLiteralsCollection* collection);
 
 // Abstract base of a module's literals: a derived class names the collection,
 // owns its literals, lists them, and calls init(). init() applies the

@@ -41,7 +41,7 @@ public:
         // Stands at pos when it is a valid index, else on no item.
         Iterator(const QELVector& v, int pos);
         Iterator(const Iterator& other);
-        virtual ~Iterator() {}
+        virtual ~Iterator() { }
 
         // Null when detached or standing on no item.
         virtual QELContainerItem* operator*() const;
@@ -122,9 +122,9 @@ public:
 // front of an existing item. Like QELVector, it never owns its items.
 class QEL_API QELOrderedVector : public QELVector {
 public:
-    QELOrderedVector() : QELVector() {}
-    explicit QELOrderedVector(int capacity) : QELVector(capacity) {}
-    QELOrderedVector(const QELOrderedVector& other) : _QELContainer(), QELVector(other) {}
+    QELOrderedVector() : QELVector() { }
+    explicit QELOrderedVector(int capacity) : QELVector(capacity) { }
+    QELOrderedVector(const QELOrderedVector& other) : _QELContainer(), QELVector(other) { }
     using QELVector::operator=;
     QELOrderedVector& operator=(const QELOrderedVector& other)
     {

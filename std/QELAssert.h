@@ -20,7 +20,9 @@
 
 #define QEL_SOURCE_FILE(name) static_assert(true, "")
 #define QEL_OPERATION(signature) static_assert(true, "")
-#define QEL_ASSERT_AT(e, line) do { } while (0)
+#define QEL_ASSERT_AT(e, line)                                                                                         \
+    do {                                                                                                               \
+    } while (0)
 
 #else
 
@@ -31,13 +33,11 @@
 // unsigned field on purpose (QEL_STRING_INVARIANT's alloc and len); the
 // warning is silenced for the check alone.
 #define QEL_ASSERT_AT(e, line) QEL_ASSERT_EXPANDED(e, line)
-#define QEL_ASSERT_EXPANDED(e, line)                                          \
-    do {                                                                       \
-        _Pragma("GCC diagnostic push")                                         \
-        _Pragma("GCC diagnostic ignored \"-Wsign-compare\"")                   \
-        if (!(e))                                                              \
-            __assert_fail(#e, qelSourceFile, line, qelOperation);              \
-        _Pragma("GCC diagnostic pop")                                          \
+#define QEL_ASSERT_EXPANDED(e, line)                                                                                   \
+    do {                                                                                                               \
+        _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wsign-compare\"") if (!(e))                  \
+            __assert_fail(#e, qelSourceFile, line, qelOperation);                                                      \
+        _Pragma("GCC diagnostic pop")                                                                                  \
     } while (0)
 
 #endif

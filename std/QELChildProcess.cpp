@@ -74,12 +74,18 @@ static std::vector<char*> childArguments(const QELChildProcess& c)
 static const char* causeText(int32_t cause)
 {
     switch (cause) {
-    case QELChildProcess::NotFound: return "not found";
-    case QELChildProcess::NotExecutable: return "not executable";
-    case QELChildProcess::IsDirectory: return "is a directory";
-    case QELChildProcess::DirectoryFailed: return "cannot change to the working directory";
-    case QELChildProcess::SpawnFailed: return "cannot start a process";
-    default: return "";
+    case QELChildProcess::NotFound:
+        return "not found";
+    case QELChildProcess::NotExecutable:
+        return "not executable";
+    case QELChildProcess::IsDirectory:
+        return "is a directory";
+    case QELChildProcess::DirectoryFailed:
+        return "cannot change to the working directory";
+    case QELChildProcess::SpawnFailed:
+        return "cannot start a process";
+    default:
+        return "";
     }
 }
 
@@ -301,7 +307,7 @@ static void writePending(QELChildProcess& c, bool pipeSignalWasPending)
             sigset_t pipeSignal;
             sigemptyset(&pipeSignal);
             sigaddset(&pipeSignal, SIGPIPE);
-            struct timespec zero = {0, 0};
+            struct timespec zero = { 0, 0 };
             sigtimedwait(&pipeSignal, NULL, &zero);
         }
         c.pendingLeft = 0;
@@ -431,22 +437,22 @@ static bool pollOnce(QELChildProcess& c, int64_t limitEnd, int64_t now, bool pip
     int inputIndex = -1, outputIndex = -1, errorIndex = -1, processIndex = -1;
     if (c.pipes[0] >= 0 && c.pendingLeft > 0) {
         inputIndex = count;
-        fds[count++] = {c.pipes[0], POLLOUT, 0};
+        fds[count++] = { c.pipes[0], POLLOUT, 0 };
     } else if (c.pipes[0] >= 0 && c.inputSource == DescriptorInput) {
         inputIndex = count;
-        fds[count++] = {c.inputFd, POLLIN, 0};
+        fds[count++] = { c.inputFd, POLLIN, 0 };
     }
     if (c.pipes[1] >= 0) {
         outputIndex = count;
-        fds[count++] = {c.pipes[1], POLLIN, 0};
+        fds[count++] = { c.pipes[1], POLLIN, 0 };
     }
     if (c.pipes[2] >= 0) {
         errorIndex = count;
-        fds[count++] = {c.pipes[2], POLLIN, 0};
+        fds[count++] = { c.pipes[2], POLLIN, 0 };
     }
     if (c.processFd >= 0) {
         processIndex = count;
-        fds[count++] = {c.processFd, POLLIN, 0};
+        fds[count++] = { c.processFd, POLLIN, 0 };
     }
     int ready = poll(fds, static_cast<nfds_t>(count), pollTimeout(c, limitEnd, now));
     if (ready < 0)
@@ -508,11 +514,10 @@ static void beginRun(QELChildProcess& c)
 // ---------------------------------------------------------------------------
 
 QELChildProcess::QELChildProcess()
-    : searchPath(false), ownProcessGroup(false), streams{Pipe, Pipe, Pipe}, log(NULL), timeoutMs(-1),
-      graceMs(-1), inputFd(-1), state(NotStarted), pid(-1), code(-1), signal(0), timeoutHit(false),
-      startCause(NoFailure), startErrno(0), pipes{-1, -1, -1}, processFd(-1), reaped(false),
-      inputSource(WholeInput), inputEnded(false), pendingData(NULL), pendingLeft(0), inputWritten(0),
-      deadline(-1), policyStep(0), deserializer(NULL)
+    : searchPath(false), ownProcessGroup(false), streams{ Pipe, Pipe, Pipe }, log(NULL), timeoutMs(-1), graceMs(-1),
+      inputFd(-1), state(NotStarted), pid(-1), code(-1), signal(0), timeoutHit(false), startCause(NoFailure),
+      startErrno(0), pipes{ -1, -1, -1 }, processFd(-1), reaped(false), inputSource(WholeInput), inputEnded(false),
+      pendingData(NULL), pendingLeft(0), inputWritten(0), deadline(-1), policyStep(0), deserializer(NULL)
 {
     QEL_OPERATION("QELChildProcess::QELChildProcess()");
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
@@ -618,7 +623,7 @@ bool QELChildProcess::start()
     QEL_ASSERT(QEL_CHILD_PROCESS_INVARIANT(this));
     if (state != NotStarted)
         return false;
-    int childEnds[3] = {-1, -1, -1};
+    int childEnds[3] = { -1, -1, -1 };
     bool opened = true;
     for (int i = 0; i < 3 && opened; i++)
         opened = openStream(*this, i, childEnds[i]);

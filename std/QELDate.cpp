@@ -287,8 +287,7 @@ TIME_STRUCT* QELDate::getTime() const
 
 // Formats into the date's text buffer; fields are not range-checked, so an
 // out-of-range value is cut at the buffer's 29 characters.
-__attribute__((format(printf, 2, 3)))
-static const char* formatText(char* text, const char* format, ...)
+__attribute__((format(printf, 2, 3))) static const char* formatText(char* text, const char* format, ...)
 {
     va_list args;
     va_start(args, format);
@@ -368,12 +367,12 @@ void QELDate::setDate(long seconds)
     // Days since 0000-03-01 in eras of 400 years (146097 days each).
     const long z = days + 719468;
     const long era = (z >= 0 ? z : z - 146096) / 146097;
-    const long doe = z - era * 146097;                                   // [0, 146096]
+    const long doe = z - era * 146097;                                      // [0, 146096]
     const long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365; // [0, 399]
-    const long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);             // [0, 365]
-    const long mp = (5 * doy + 2) / 153;                                  // [0, 11], March first
-    const long d = doy - (153 * mp + 2) / 5 + 1;                          // [1, 31]
-    const long m = mp < 10 ? mp + 3 : mp - 9;                             // [1, 12]
+    const long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);               // [0, 365]
+    const long mp = (5 * doy + 2) / 153;                                    // [0, 11], March first
+    const long d = doy - (153 * mp + 2) / 5 + 1;                            // [1, 31]
+    const long m = mp < 10 ? mp + 3 : mp - 9;                               // [1, 12]
     const long y = yoe + era * 400 + (m <= 2 ? 1 : 0);
     tm g = {};
     g.tm_year = static_cast<int>(y - TM_YEAR_BASE);

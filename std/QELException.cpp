@@ -23,13 +23,11 @@ int getLogEventType(const char* name)
     return 0;
 }
 
-QELException::QELException(const QELString& message)
-    : errorNumber(0), errorMessage(message)
+QELException::QELException(const QELString& message) : errorNumber(0), errorMessage(message)
 {
 }
 
-QELException::QELException(int number, const QELString& message)
-    : errorNumber(number), errorMessage(message)
+QELException::QELException(int number, const QELString& message) : errorNumber(number), errorMessage(message)
 {
 }
 
@@ -67,8 +65,7 @@ QELLogEvent::QELLogEvent(const QELString& msg, const QELString& eventCode, int e
     timestamp.setDate(static_cast<long>(time(nullptr)));
 }
 
-QELLogEvent::QELLogEvent(const QELString& msg)
-    : message(msg), code(), type(0), timestamp(), stackTrace()
+QELLogEvent::QELLogEvent(const QELString& msg) : message(msg), code(), type(0), timestamp(), stackTrace()
 {
     timestamp.setDate(static_cast<long>(time(nullptr)));
 }

@@ -146,13 +146,20 @@ inline const char* bufferedLine(std::streambuf* b, size_t& n, bool& nul, ChunkEn
 inline char escapedControl(unsigned char c)
 {
     switch (c) {
-    case 'a': return 7;
-    case 'b': return 8;
-    case 'f': return 12;
-    case 'n': return 10;
-    case 'r': return 13;
-    case 't': return 9;
-    default: return 11; // 'v'
+    case 'a':
+        return 7;
+    case 'b':
+        return 8;
+    case 'f':
+        return 12;
+    case 'n':
+        return 10;
+    case 'r':
+        return 13;
+    case 't':
+        return 9;
+    default:
+        return 11; // 'v'
     }
 }
 
@@ -172,7 +179,7 @@ class LineChunks {
 public:
     // Reads go through the stream's current buffer: the file's, unless
     // setStdOut or setStdErr replaced it.
-    explicit LineChunks(std::iostream& s) : stream(s), input(s.std::basic_ios<char>::rdbuf()) {}
+    explicit LineChunks(std::iostream& s) : stream(s), input(s.std::basic_ios<char>::rdbuf()) { }
 
     // Sets src and n to the next chunk; true when it ends its physical line.
     bool next(const char*& src, size_t& n)
@@ -424,21 +431,18 @@ private:
 
 } // namespace
 
-QELFile::QELFile()
-    : converter(NULL)
+QELFile::QELFile() : converter(NULL)
 {
 }
 
-QELFile::QELFile(const QELString& p)
-    : converter(NULL)
+QELFile::QELFile(const QELString& p) : converter(NULL)
 {
     QEL_OPERATION("QELFile::QELFile(const QELString&)");
     computeAbsolutePath(p);
     QEL_ASSERT(QEL_FILE_INVARIANT(this));
 }
 
-QELFile::QELFile(const QELFile& file)
-    : path(file.getPath()), converter(NULL)
+QELFile::QELFile(const QELFile& file) : path(file.getPath()), converter(NULL)
 {
     QEL_OPERATION("QELFile::QELFile(const QELFile&)");
     QEL_ASSERT(QEL_FILE_INVARIANT(this));

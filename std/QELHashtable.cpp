@@ -95,7 +95,8 @@ QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELConta
         int mask = 1;
         while (mask < wanted)
             mask = mask * 2 + 1;
-        table = static_cast<QELHashtableElement**>(qelAllocateZeroed(static_cast<size_t>(mask) + 1, sizeof(QELHashtableElement*)));
+        table = static_cast<QELHashtableElement**>(
+            qelAllocateZeroed(static_cast<size_t>(mask) + 1, sizeof(QELHashtableElement*)));
         table_mask = mask;
     }
     int bucket = static_cast<int>(hashObject(item) & static_cast<unsigned int>(table_mask));
@@ -150,7 +151,8 @@ QELBoolean QELHashtable::contains(const QELContainerItem* item, QELContainer::It
 
 QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
-    QEL_OPERATION("virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
+    QEL_OPERATION(
+        "virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -171,7 +173,8 @@ QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContain
 
 QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
-    QEL_OPERATION("virtual QELContainerItem* QELHashtable::findLast(const QELContainerKey*, QELContainer::Iterator*) const");
+    QEL_OPERATION(
+        "virtual QELContainerItem* QELHashtable::findLast(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (size == 0)
         return NULL;
@@ -319,8 +322,7 @@ unsigned int QELHashtable::hashKey(const QELContainerKey* key) const
 
 // ---------------------------------------------------------------- Iterator
 
-QELHashtable::Iterator::Iterator()
-    : QELContainer::Iterator(), element(NULL), index(NO_ITEM)
+QELHashtable::Iterator::Iterator() : QELContainer::Iterator(), element(NULL), index(NO_ITEM)
 {
 }
 

@@ -38,8 +38,7 @@ inline char* twoDigits(char* out, unsigned v)
 // Returns the length. Fields outside the common ranges take the slow road.
 size_t xmlTimestampInto(char* out, const QELDate& d)
 {
-    if (d.year < 0 || d.year > 9999 || d.month > 99 || d.day > 99 ||
-        d.hour > 99 || d.minute > 99 || d.second > 99) {
+    if (d.year < 0 || d.year > 9999 || d.month > 99 || d.day > 99 || d.hour > 99 || d.minute > 99 || d.second > 99) {
         QELString text = d.getXmlTimestamp();
         size_t n = text.len < 47 ? static_cast<size_t>(text.len) : 47;
         memcpy(out, text.p, n);
@@ -64,7 +63,11 @@ size_t xmlTimestampInto(char* out, const QELDate& d)
 }
 
 // Copies the n bytes at s to out; returns the end of the copy.
-inline char* put(char* out, const char* s, size_t n) { memcpy(out, s, n); return out + n; }
+inline char* put(char* out, const char* s, size_t n)
+{
+    memcpy(out, s, n);
+    return out + n;
+}
 
 } // namespace
 
@@ -104,8 +107,10 @@ const char XML_STACK_TRACE_OPEN[] = " stackTrace=\"";
 const char XML_MESSAGE_CLOSE[] = "</Message>\n";
 
 // Length of a string literal above, without its terminator.
-template <size_t N>
-constexpr size_t literalLength(const char (&)[N]) { return N - 1; }
+template <size_t N> constexpr size_t literalLength(const char (&)[N])
+{
+    return N - 1;
+}
 
 // One event's XML record, measured before it is written: type, optional
 // code, timestamp, optional stack trace, then the message; each attribute
@@ -221,8 +226,7 @@ QELLogEventPrinter::~QELLogEventPrinter()
 {
 }
 
-QELLogEventStreamPrinter::QELLogEventStreamPrinter(std::ostream& out)
-    : stream(&out)
+QELLogEventStreamPrinter::QELLogEventStreamPrinter(std::ostream& out) : stream(&out)
 {
 }
 
@@ -252,8 +256,7 @@ void QELLogEventBufferPrinter::printEvent(const QELString& text)
     buffer.append(text.p, text.len);
 }
 
-QELLog::QELLog()
-    : logLevel(getQELLogLevel()), formatter(NULL), printer(NULL)
+QELLog::QELLog() : logLevel(getQELLogLevel()), formatter(NULL), printer(NULL)
 {
 }
 
@@ -277,8 +280,7 @@ QELLog::~QELLog()
 {
 }
 
-QELTextLog::QELTextLog(std::ostream& out)
-    : eventPrinter(out)
+QELTextLog::QELTextLog(std::ostream& out) : eventPrinter(out)
 {
     formatter = &eventFormatter;
     printer = &eventPrinter;
@@ -293,8 +295,7 @@ QELTextLog::~QELTextLog()
 {
 }
 
-QELXmlLog::QELXmlLog(std::ostream& out)
-    : eventPrinter(out)
+QELXmlLog::QELXmlLog(std::ostream& out) : eventPrinter(out)
 {
     formatter = &eventFormatter;
     printer = &eventPrinter;

@@ -56,7 +56,7 @@ thread_local bool unknownAttributeSeen = false;
 // Whether every attribute name is one that startLogEventElement takes.
 bool onlyKnownAttributes(const char** attributes)
 {
-    static const char* const known[] = {"type", "code", "timestamp", "stackTrace"};
+    static const char* const known[] = { "type", "code", "timestamp", "stackTrace" };
     for (const char** a = attributes; a[0] != NULL; a += 2) {
         bool found = false;
         for (const char* name : known)
@@ -120,8 +120,7 @@ static const char* findLineEnd(const char* p, const char* end)
     return hit < end ? hit : NULL;
 }
 
-QELLogDeserializer::QELLogDeserializer(QELLog* log)
-    : QELLogDeserializer(log, startLogEventElement)
+QELLogDeserializer::QELLogDeserializer(QELLog* log) : QELLogDeserializer(log, startLogEventElement)
 {
 }
 
@@ -148,7 +147,8 @@ QELLogDeserializer::~QELLogDeserializer()
 QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QELString& text, unsigned int start,
                                                    unsigned int length)
 {
-    QEL_OPERATION("QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent&, const QELString&, unsigned int, unsigned int)");
+    QEL_OPERATION("QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent&, const QELString&, unsigned int, "
+                  "unsigned int)");
     if (createLogEventParser == NULL) {
         // First record of the process: load the companion library, which
         // lies beside this one.
@@ -161,7 +161,8 @@ QELBoolean QELLogDeserializer::deserializeLogEvent(QELLogEvent& event, const QEL
             reinterpret_cast<QELCreateLogEventParserFunction>(dlsym(library, "createLogEventParser"));
         parseLogEvent = create ? reinterpret_cast<QELParseLogEventFunction>(dlsym(library, "parseLogEvent")) : NULL;
         deleteLogEventParser = parseLogEvent
-            ? reinterpret_cast<QELDeleteLogEventParserFunction>(dlsym(library, "deleteLogEventParser")) : NULL;
+            ? reinterpret_cast<QELDeleteLogEventParserFunction>(dlsym(library, "deleteLogEventParser"))
+            : NULL;
         if (deleteLogEventParser == NULL) {
             QEL_ASSERT_AT(0, 374);
             return 0;
@@ -192,9 +193,15 @@ void QELLogDeserializer::append(const QELString& text)
     for (;;) {
         bool goOn;
         switch (state) {
-        case EXPECTING_HEADER: goOn = stepHeader(at); break;
-        case READING_LINE: goOn = stepLine(at); break;
-        case READING_RECORD: goOn = stepRecord(at); break;
+        case EXPECTING_HEADER:
+            goOn = stepHeader(at);
+            break;
+        case READING_LINE:
+            goOn = stepLine(at);
+            break;
+        case READING_RECORD:
+            goOn = stepRecord(at);
+            break;
         default:
             QEL_ASSERT_AT(0, 489);
             goOn = false;
@@ -231,9 +238,9 @@ QELLogDeserializer::Cursor QELLogDeserializer::takeText(const QELString& text)
     adoptChangedBuffer();
     const unsigned int length = static_cast<unsigned int>(strnlen(text.p, text.len));
     if (store.len == static_cast<int>(storeStart))
-        return Cursor{text.p, 0, length, false};
+        return Cursor{ text.p, 0, length, false };
     appendToStore(text.p, length);
-    return Cursor{store.p, storeStart, static_cast<unsigned int>(store.len), true};
+    return Cursor{ store.p, storeStart, static_cast<unsigned int>(store.len), true };
 }
 
 // State 1: a header starts a record; anything that cannot still become one
@@ -385,7 +392,7 @@ QELBoolean QELLogDeserializer::parseStoredRecord(unsigned int start)
 void QELLogDeserializer::moveIntoStore(Cursor& at)
 {
     appendToStore(at.base + at.pos, at.total - at.pos);
-    at = Cursor{store.p, storeStart, static_cast<unsigned int>(store.len), true};
+    at = Cursor{ store.p, storeStart, static_cast<unsigned int>(store.len), true };
 }
 
 // Keeps the unconsumed rest for the next call. The consumed front of the
@@ -441,8 +448,8 @@ void QELLogDeserializer::forgetPending()
 // pending.
 void QELLogDeserializer::adoptChangedBuffer()
 {
-    const bool shown = buffer.alloc == 0 && buffer.len == store.len - static_cast<int>(storeStart) &&
-                       (buffer.len == 0 || buffer.p == store.p + storeStart);
+    const bool shown = buffer.alloc == 0 && buffer.len == store.len - static_cast<int>(storeStart)
+        && (buffer.len == 0 || buffer.p == store.p + storeStart);
     if (shown)
         return;
     QELString replaced(buffer.p, buffer.len);

@@ -71,8 +71,7 @@ inline void* qelReallocate(void* block, size_t bytes)
 // `new T(args...)` that ends the process instead of throwing when memory is
 // gone. The library never replaces its callers' global operator new; it
 // checks the objects it creates itself.
-template <typename T, typename... Args>
-inline T* qelNew(Args&&... args)
+template <typename T, typename... Args> inline T* qelNew(Args&&... args)
 {
     T* object = new (std::nothrow) T(std::forward<Args>(args)...);
     if (object == nullptr)
@@ -81,8 +80,7 @@ inline T* qelNew(Args&&... args)
 }
 
 // `new T[count]` that ends the process instead of throwing.
-template <typename T>
-inline T* qelNewArray(size_t count)
+template <typename T> inline T* qelNewArray(size_t count)
 {
     T* objects = new (std::nothrow) T[count];
     if (objects == nullptr)

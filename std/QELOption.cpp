@@ -38,19 +38,40 @@ QELOption::~QELOption()
     removePossibleValues();
 }
 
-void QELOption::setName(const QELString& n) { name = n; }
-const QELString& QELOption::getName() const { return name; }
-void QELOption::setDisplayName(const QELString& n) { displayName = n; }
+void QELOption::setName(const QELString& n)
+{
+    name = n;
+}
+const QELString& QELOption::getName() const
+{
+    return name;
+}
+void QELOption::setDisplayName(const QELString& n)
+{
+    displayName = n;
+}
 
 const QELString& QELOption::getDisplayName() const
 {
     return displayName.isEmpty() ? name : displayName;
 }
 
-void QELOption::setType(const QELString& t) { type = t; }
-const QELString& QELOption::getType() const { return type; }
-void QELOption::setDefaultValue(const QELString& v) { defaultValue = v; }
-const QELString& QELOption::getDefaultValue() const { return defaultValue; }
+void QELOption::setType(const QELString& t)
+{
+    type = t;
+}
+const QELString& QELOption::getType() const
+{
+    return type;
+}
+void QELOption::setDefaultValue(const QELString& v)
+{
+    defaultValue = v;
+}
+const QELString& QELOption::getDefaultValue() const
+{
+    return defaultValue;
+}
 
 const QELString& QELOption::getDisplayDefaultValue() const
 {
@@ -61,10 +82,22 @@ const QELString& QELOption::getDisplayDefaultValue() const
     return defaultValue;
 }
 
-void QELOption::setDescription(const QELString& d) { description = d; }
-const QELString& QELOption::getDescription() const { return description; }
-void QELOption::setValue(const QELString& v) { value = v; }
-const QELString& QELOption::getSpecifiedValue() const { return value; }
+void QELOption::setDescription(const QELString& d)
+{
+    description = d;
+}
+const QELString& QELOption::getDescription() const
+{
+    return description;
+}
+void QELOption::setValue(const QELString& v)
+{
+    value = v;
+}
+const QELString& QELOption::getSpecifiedValue() const
+{
+    return value;
+}
 
 const QELString& QELOption::getValue() const
 {
@@ -84,12 +117,30 @@ const QELString& QELOption::getDisplayValue() const
     return getValue();
 }
 
-void QELOption::setMandatory(bool m) { mandatory = m; }
-bool QELOption::isMandatory() const { return mandatory; }
-void QELOption::setTransferable(bool t) { transferable = t; }
-bool QELOption::isTransferable() const { return transferable; }
-void QELOption::setOpenMode(const QELString& m) { openMode = m; }
-const QELString& QELOption::getOpenMode() const { return openMode; }
+void QELOption::setMandatory(bool m)
+{
+    mandatory = m;
+}
+bool QELOption::isMandatory() const
+{
+    return mandatory;
+}
+void QELOption::setTransferable(bool t)
+{
+    transferable = t;
+}
+bool QELOption::isTransferable() const
+{
+    return transferable;
+}
+void QELOption::setOpenMode(const QELString& m)
+{
+    openMode = m;
+}
+const QELString& QELOption::getOpenMode() const
+{
+    return openMode;
+}
 
 bool QELOption::addPossibleValue(const QELString& v, const QELString& displayValue)
 {
@@ -161,8 +212,7 @@ bool QELOption::valueIsPossibleValue(const QELString& v) const
         for (int i = possibleValues.size - 1; i >= 0; --i) {
             const QELString& ext = *asString(possibleValues[i]);
             // v must end with "." followed by ext.
-            if (v.len > ext.len && v.p[v.len - ext.len - 1] == '.'
-                && strcasecmp(v.p + (v.len - ext.len), ext.p) == 0)
+            if (v.len > ext.len && v.p[v.len - ext.len - 1] == '.' && strcasecmp(v.p + (v.len - ext.len), ext.p) == 0)
                 return true;
         }
         return false;

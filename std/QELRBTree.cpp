@@ -36,8 +36,7 @@ static inline QELRBTreeNode* newNode(const QELContainerItem* item, QELRBTreeNode
     return n;
 }
 
-QELRBTree::QELRBTree()
-    : _QELContainer(), QELContainer()
+QELRBTree::QELRBTree() : _QELContainer(), QELContainer()
 {
     QEL_OPERATION("QELRBTree::QELRBTree()");
     QELRBTreeNode* nil = qelNew<QELRBTreeNode>();
@@ -50,8 +49,7 @@ QELRBTree::QELRBTree()
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
 }
 
-QELRBTree::QELRBTree(const QELRBTree& other)
-    : _QELContainer(), QELContainer()
+QELRBTree::QELRBTree(const QELRBTree& other) : _QELContainer(), QELContainer()
 {
     QEL_OPERATION("QELRBTree::QELRBTree(const QELRBTree&)");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(&other));
@@ -75,7 +73,8 @@ QELRBTree::~QELRBTree()
     delete _first;
 }
 
-QELRBTreeNode* QELRBTree::_duplicateNode(const QELRBTreeNode* node, const QELRBTreeNode* sourceSentinel, QELRBTreeNode* targetSentinel)
+QELRBTreeNode* QELRBTree::_duplicateNode(const QELRBTreeNode* node, const QELRBTreeNode* sourceSentinel,
+                                         QELRBTreeNode* targetSentinel)
 {
     if (node == sourceSentinel)
         return targetSentinel;
@@ -663,7 +662,8 @@ QELRBTreeNode* QELRBTree::findNextNode(const QELContainerKey* key, const QELRBTr
 
 QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey* key, const QELRBTreeNode* n) const
 {
-    QEL_OPERATION("virtual QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey*, const QELRBTreeNode*) const");
+    QEL_OPERATION(
+        "virtual QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey*, const QELRBTreeNode*) const");
     QEL_ASSERT(QEL_RBTREE_INVARIANT(this));
     QELRBTreeNode* m = previousNode(n);
     if (m != NULL && compare2Key(m->data, key) == 0)
@@ -673,13 +673,11 @@ QELRBTreeNode* QELRBTree::findPreviousNode(const QELContainerKey* key, const QEL
 
 // ---------------------------------------------------------------- Iterator
 
-QELRBTree::Iterator::Iterator()
-    : QELContainer::Iterator(), node(NULL)
+QELRBTree::Iterator::Iterator() : QELContainer::Iterator(), node(NULL)
 {
 }
 
-QELRBTree::Iterator::Iterator(const QELRBTree& t, bool first)
-    : QELContainer::Iterator(&t), node(NULL)
+QELRBTree::Iterator::Iterator(const QELRBTree& t, bool first) : QELContainer::Iterator(&t), node(NULL)
 {
     QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree&, bool)");
     if (t.size != 0)
@@ -694,8 +692,7 @@ QELRBTree::Iterator::Iterator(const QELRBTree& t, const QELRBTreeNode& n)
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));
 }
 
-QELRBTree::Iterator::Iterator(const Iterator& other)
-    : QELContainer::Iterator(other.container), node(other.node)
+QELRBTree::Iterator::Iterator(const Iterator& other) : QELContainer::Iterator(other.container), node(other.node)
 {
     QEL_OPERATION("QELRBTree::Iterator::Iterator(const QELRBTree::Iterator&)");
     QEL_ASSERT(QEL_RBTREE_ITERATOR_INVARIANT(this));

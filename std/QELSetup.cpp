@@ -102,8 +102,7 @@ constexpr size_t SETUP_FILE_LIMIT = 16u << 20;
 class ExternalEntityRefusal : public DOMLSResourceResolver {
 public:
     bool refused = false;
-    DOMLSInput* resolveResource(const XMLCh*, const XMLCh*, const XMLCh*, const XMLCh* systemId,
-                                const XMLCh*) override
+    DOMLSInput* resolveResource(const XMLCh*, const XMLCh*, const XMLCh*, const XMLCh* systemId, const XMLCh*) override
     {
         refused = true;
         static const XMLByte nothing[1] = { 0 };
@@ -132,8 +131,7 @@ DOMImplementationLS* lsImplementation()
 
 } // namespace
 
-QELSetup::QELSetup(QELString name)
-    : fileName(name), document(nullptr), parser(nullptr), platformUses(0), target(name)
+QELSetup::QELSetup(QELString name) : fileName(name), document(nullptr), parser(nullptr), platformUses(0), target(name)
 {
 }
 

@@ -283,7 +283,7 @@ QELString operator+(const QELString& s1, const QELString& s2)
     unsigned int n1 = static_cast<unsigned int>(s1.len);
     unsigned int n2 = static_cast<unsigned int>(s2.len);
     unsigned int total = n1 + n2;
-    QELString t;  // as empty as getEmptyTString(); one named result for NRVO
+    QELString t; // as empty as getEmptyTString(); one named result for NRVO
     if (total != 0) {
         t.p = static_cast<char*>(qelAllocate(total + 1));
         t.alloc = total + 1;
@@ -387,7 +387,7 @@ QELString& QELString::add(const QELString* const* list)
     char* d = p + len;
     for (const QELString* const* s = list; *s != NULL; s++) {
         const char* src = (*s)->p;
-        if (reinterpret_cast<uintptr_t>(src) == oldp)  // this string, or one wrapping its block
+        if (reinterpret_cast<uintptr_t>(src) == oldp) // this string, or one wrapping its block
             src = p;
         memcpy(d, src, (*s)->len);
         d += (*s)->len;
@@ -423,7 +423,8 @@ QELString& QELString::add(const char* const* list)
     while (list[count] != NULL)
         count++;
     size_t localLengths[LOCAL_LIST_LENGTHS];
-    size_t* lengths = count <= LOCAL_LIST_LENGTHS ? localLengths : static_cast<size_t*>(qelAllocate(count * sizeof(size_t)));
+    size_t* lengths =
+        count <= LOCAL_LIST_LENGTHS ? localLengths : static_cast<size_t*>(qelAllocate(count * sizeof(size_t)));
     unsigned int total = static_cast<unsigned int>(len);
     for (size_t i = 0; i < count; i++) {
         lengths[i] = strlen(list[i]);
@@ -437,7 +438,7 @@ QELString& QELString::add(const char* const* list)
     for (size_t i = 0; i < count; i++) {
         const char* src = list[i];
         uintptr_t a = reinterpret_cast<uintptr_t>(src);
-        if (a >= oldp && a < oldEnd)  // a pointer into this string's own block
+        if (a >= oldp && a < oldEnd) // a pointer into this string's own block
             src = p + (a - oldp);
         memmove(d, src, lengths[i]);
         d += lengths[i];
@@ -571,8 +572,7 @@ bool QELString::unwrap(unsigned int extra)
 // chains: eight bytes per step in scalar code, 32 per step with AVX2.
 
 static const unsigned int qelPow31[9] = {
-    1u, 31u, 961u, 29791u, 923521u, 28629151u, 887503681u,
-    887503681u * 31u, 887503681u * 31u * 31u,
+    1u, 31u, 961u, 29791u, 923521u, 28629151u, 887503681u, 887503681u * 31u, 887503681u * 31u * 31u,
 };
 
 // True when one of the eight bytes of x is zero.
@@ -626,7 +626,7 @@ __attribute__((target("avx2"))) static size_t qelHashChunksAvx2(const char* s, s
     // chunks accumulate as acc * 31^32 + lanes (wrapping, like the hash).
     const unsigned int p32 = qelPow31Of(32);
     const __m256i mul = _mm256_set1_epi32(static_cast<int>(p32));
-    const __m256i pairWeights = _mm256_set1_epi16(0x011F);   // bytes 31, 1
+    const __m256i pairWeights = _mm256_set1_epi16(0x011F);     // bytes 31, 1
     const __m256i quadWeights = _mm256_set1_epi32(0x000103C1); // words 961, 1
     const __m256i zero = _mm256_setzero_si256();
     __m256i acc = zero;
@@ -686,7 +686,7 @@ __attribute__((always_inline)) static inline unsigned int qelHashText(const char
         if (hasZeroByte(x))
             break;
         unsigned int block = qelHash8(x);
-        if ((x & 0x8080808080808080ull) != 0)  // bytes 0x80-0xFF count 256 less
+        if ((x & 0x8080808080808080ull) != 0) // bytes 0x80-0xFF count 256 less
             block -= 256u * qelHash8((x >> 7) & 0x0101010101010101ull);
         h = h * qelPow31[8] + block;
     }
@@ -792,8 +792,7 @@ QELString QELString::right(unsigned int n) const
 
 // Rewrites every byte up to the terminator with `f` (applied to the signed
 // byte value), into a private block when the buffer is not owned.
-template <class F>
-static inline void rewriteBytes(QELString& s, F f)
+template <class F> static inline void rewriteBytes(QELString& s, F f)
 {
     const char* src = s.p;
     char* dst = s.p;
@@ -910,11 +909,25 @@ QELString QELString::escapeChars() const
         char* d = reserveExactly(t, n + extra);
         for (const char* s = p; *s != '\0'; s++) {
             switch (*s) {
-            case '\n': *d++ = '\\'; *d++ = 'n'; break;
-            case '\r': *d++ = '\\'; *d++ = 'r'; break;
-            case '"': *d++ = '\\'; *d++ = '"'; break;
-            case '\\': *d++ = '\\'; *d++ = '\\'; break;
-            default: *d++ = *s; break;
+            case '\n':
+                *d++ = '\\';
+                *d++ = 'n';
+                break;
+            case '\r':
+                *d++ = '\\';
+                *d++ = 'r';
+                break;
+            case '"':
+                *d++ = '\\';
+                *d++ = '"';
+                break;
+            case '\\':
+                *d++ = '\\';
+                *d++ = '\\';
+                break;
+            default:
+                *d++ = *s;
+                break;
             }
         }
     }

@@ -17,8 +17,7 @@ static inline const char* textOf(const QELContainerKey* key)
     return reinterpret_cast<const char*>(key);
 }
 
-QELStringHashtable::QELStringHashtable(int buckets)
-    : _QELContainer(), QELHashtable(buckets)
+QELStringHashtable::QELStringHashtable(int buckets) : _QELContainer(), QELHashtable(buckets)
 {
 }
 

@@ -12,8 +12,7 @@ QEL_SOURCE_FILE("QELTextLiteral.cpp");
 // ---------------------------------------------------------------------------
 // QELTextLiteral
 
-QELTextLiteral::QELTextLiteral(const QELString& id, const QELString& text)
-    : id(id), text(text)
+QELTextLiteral::QELTextLiteral(const QELString& id, const QELString& text) : id(id), text(text)
 {
     QEL_OPERATION("QELTextLiteral::QELTextLiteral(const QELString&, const QELString&)");
     QEL_ASSERT(QEL_TEXT_LITERAL_INVARIANT(this));
@@ -39,11 +38,8 @@ void QELTextLiteral::update(const QELString& text, const QELDOMElement* element)
 // QELParameterizedTextLiteral
 
 QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELString& id, const QELString& text)
-    : QELTextLiteral(id, text),
-      preprocessedTextTokens(NULL),
-      preprocessedParameterSequenceTokens(NULL),
-      parameterCount(0),
-      maxParameterNumber(-1)
+    : QELTextLiteral(id, text), preprocessedTextTokens(NULL), preprocessedParameterSequenceTokens(NULL),
+      parameterCount(0), maxParameterNumber(-1)
 {
     QEL_OPERATION("QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELString&, const QELString&)");
     preprocessParameters(false);
@@ -52,11 +48,8 @@ QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELString& id, co
 
 // A copy tokenises the copied text itself, which yields the same pieces.
 QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELParameterizedTextLiteral& other)
-    : QELTextLiteral(other.id, other.text),
-      preprocessedTextTokens(NULL),
-      preprocessedParameterSequenceTokens(NULL),
-      parameterCount(0),
-      maxParameterNumber(-1)
+    : QELTextLiteral(other.id, other.text), preprocessedTextTokens(NULL), preprocessedParameterSequenceTokens(NULL),
+      parameterCount(0), maxParameterNumber(-1)
 {
     QEL_OPERATION("QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELParameterizedTextLiteral&)");
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT((&other)));
@@ -66,7 +59,8 @@ QELParameterizedTextLiteral::QELParameterizedTextLiteral(const QELParameterizedT
 
 QELParameterizedTextLiteral& QELParameterizedTextLiteral::operator=(const QELParameterizedTextLiteral& other)
 {
-    QEL_OPERATION("QELParameterizedTextLiteral& QELParameterizedTextLiteral::operator=(const QELParameterizedTextLiteral&)");
+    QEL_OPERATION(
+        "QELParameterizedTextLiteral& QELParameterizedTextLiteral::operator=(const QELParameterizedTextLiteral&)");
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT(this));
     QEL_ASSERT(QEL_PARAMETERIZED_TEXT_LITERAL_INVARIANT((&other)));
     if (this != &other) {
@@ -249,7 +243,7 @@ QELMessageLiteral::~QELMessageLiteral()
 void QELMessageLiteral::initLevel()
 {
     QEL_OPERATION("void QELMessageLiteral::initLevel()");
-    static const char* const levelWords[] = {"FATAL", "ERROR", "WARNING", "STATUS", "INFO", "DEBUG"};
+    static const char* const levelWords[] = { "FATAL", "ERROR", "WARNING", "STATUS", "INFO", "DEBUG" };
     level = 0;
     for (int i = 0; i < 6; ++i) {
         if (strcmp(levelName.p, levelWords[i]) == 0) {

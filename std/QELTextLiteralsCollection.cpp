@@ -116,9 +116,11 @@ void QELTextLiteralsCollection::loadTranslation(const QELString& fileName)
     load(fileName.p, this);
 }
 
-int QELTextLiteralsCollection::addTextTranslation(const QELString& id, const QELString& text, const QELDOMElement* element)
+int QELTextLiteralsCollection::addTextTranslation(const QELString& id, const QELString& text,
+                                                  const QELDOMElement* element)
 {
-    QEL_OPERATION("int QELTextLiteralsCollection::addTextTranslation(const QELString&, const QELString&, const QELDOMElement*)");
+    QEL_OPERATION(
+        "int QELTextLiteralsCollection::addTextTranslation(const QELString&, const QELString&, const QELDOMElement*)");
     QEL_ASSERT(QEL_TEXT_LITERALS_COLLECTION_INVARIANT(this));
     QELTextLiteral** literals = getTextLiterals();
     if (literals == NULL)

@@ -11,8 +11,7 @@
 // Holds `first` and the arguments after it up to and including the null
 // pointer that ends them. Short lists live on the stack, long ones on the
 // heap until the list is destroyed. `ap` must have been started after first.
-template <typename T>
-class QELVariadicList {
+template <typename T> class QELVariadicList {
 public:
     QELVariadicList(T first, va_list ap) : items(local)
     {

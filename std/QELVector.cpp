@@ -43,7 +43,8 @@ inline void growVector(QELVector* v)
 {
     int a = v->array_size;
     v->array_size = a >= 0 ? a + (a >> 3) + 3 : -a;
-    v->array = static_cast<const QELContainerItem**>(qelReallocate(v->array, v->array_size * sizeof(const QELContainerItem*)));
+    v->array =
+        static_cast<const QELContainerItem**>(qelReallocate(v->array, v->array_size * sizeof(const QELContainerItem*)));
 }
 
 // The shrink rule, after size has been decreased: no item left releases the
@@ -166,7 +167,8 @@ QELBoolean QELVector::contains(const QELContainerItem* item, QELContainer::Itera
 
 QELContainerItem* QELVector::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
-    QEL_OPERATION("virtual QELContainerItem* QELVector::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
+    QEL_OPERATION(
+        "virtual QELContainerItem* QELVector::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_VECTOR_INVARIANT(this));
     const int n = size;
     const QELContainerItem* const* a = array;
@@ -416,8 +418,7 @@ QELVector::Iterator::Iterator(const QELVector& v, int pos)
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));
 }
 
-QELVector::Iterator::Iterator(const Iterator& other)
-    : QELContainer::Iterator(other.container), position(other.position)
+QELVector::Iterator::Iterator(const Iterator& other) : QELContainer::Iterator(other.container), position(other.position)
 {
     QEL_OPERATION("QELVector::Iterator::Iterator(const QELVector::Iterator&)");
     QEL_ASSERT(QEL_VECTOR_ITERATOR_INVARIANT(this));

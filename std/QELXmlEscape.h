@@ -49,8 +49,7 @@ inline bool qelXmlNeedsEntity(const char* s, size_t n, bool& nul)
         const __m128i m = _mm_or_si128(
             _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, quote), _mm_cmpeq_epi8(v, amp)),
                          _mm_or_si128(_mm_cmpeq_epi8(v, lt), _mm_cmpeq_epi8(v, gt))),
-            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, tab), _mm_cmpeq_epi8(v, lf)),
-                         _mm_cmpeq_epi8(v, cr)));
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, tab), _mm_cmpeq_epi8(v, lf)), _mm_cmpeq_epi8(v, cr)));
         special |= static_cast<unsigned>(_mm_movemask_epi8(m));
         zero |= static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, nil)));
     }
@@ -94,13 +93,34 @@ inline char* qelXmlEscapeInto(char* out, const char* s, size_t n, bool special)
     for (size_t i = 0; i < n; i++) {
         const unsigned char c = u[i];
         switch (c) {
-        case '"': memcpy(out, "&quot;", 6); out += 6; break;
-        case '&': memcpy(out, "&amp;", 5); out += 5; break;
-        case '<': memcpy(out, "&lt;", 4); out += 4; break;
-        case '>': memcpy(out, "&gt;", 4); out += 4; break;
-        case '\t': memcpy(out, "&#9;", 4); out += 4; break;
-        case '\n': memcpy(out, "&#10;", 5); out += 5; break;
-        case '\r': memcpy(out, "&#13;", 5); out += 5; break;
+        case '"':
+            memcpy(out, "&quot;", 6);
+            out += 6;
+            break;
+        case '&':
+            memcpy(out, "&amp;", 5);
+            out += 5;
+            break;
+        case '<':
+            memcpy(out, "&lt;", 4);
+            out += 4;
+            break;
+        case '>':
+            memcpy(out, "&gt;", 4);
+            out += 4;
+            break;
+        case '\t':
+            memcpy(out, "&#9;", 4);
+            out += 4;
+            break;
+        case '\n':
+            memcpy(out, "&#10;", 5);
+            out += 5;
+            break;
+        case '\r':
+            memcpy(out, "&#13;", 5);
+            out += 5;
+            break;
         default:
             if (c >= 32)
                 *out++ = static_cast<char>(c);

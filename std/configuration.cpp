@@ -25,14 +25,8 @@ const int DEFAULT_LOG_LEVEL = 5;
 
 // The default Java class path: these jars, in this order, in getQELJavaPath().
 const char* const DEFAULT_JARS[8] = {
-    "QELCore.jar",
-    "QELI18n.jar",
-    "QELRepository.jar",
-    "QELServer.jar",
-    "QELClient.jar",
-    "QELPavorn.jar",
-    "xercesImpl.jar",
-    "xml-apis.jar",
+    "QELCore.jar",   "QELI18n.jar",   "QELRepository.jar", "QELServer.jar",
+    "QELClient.jar", "QELPavorn.jar", "xercesImpl.jar",    "xml-apis.jar",
 };
 
 // --- System calls: the loader and the process environment. ---

@@ -26,8 +26,7 @@ static void stopOnBadInput(UConverter* c)
     ucnv_setFromUCallBack(c, UCNV_FROM_U_CALLBACK_STOP, NULL, NULL, NULL, &status);
 }
 
-QELEncodingConverter::QELEncodingConverter(const QELString& encodingName)
-    : converter(NULL), name(), maxCharSize(0)
+QELEncodingConverter::QELEncodingConverter(const QELString& encodingName) : converter(NULL), name(), maxCharSize(0)
 {
     UErrorCode status = U_ZERO_ERROR;
     // A null name makes ICU open its default converter.
@@ -64,8 +63,8 @@ QEL_BUILT_AT(QEL_STAGE_CONVERTERS) static QELEncodingConverter locale(QELString(
 
 bool equivalentConverters(QELEncodingConverter* a, QELEncodingConverter* b)
 {
-    return a != NULL && b != NULL && a->converter != NULL && b->converter != NULL
-        && a->maxCharSize == b->maxCharSize && strcmp(a->name.p, b->name.p) == 0;
+    return a != NULL && b != NULL && a->converter != NULL && b->converter != NULL && a->maxCharSize == b->maxCharSize
+        && strcmp(a->name.p, b->name.p) == 0;
 }
 
 // True when from is ICU's ISO-8859-1 converter and to its UTF-8 one.
@@ -216,16 +215,14 @@ QELString utf8ToLocale(const char* s)
 // that wrote `written` units (-1 on an invalid sequence): an invalid text
 // gives an empty block, a text that converted to more units than counted is
 // cut at the block's end, so the result is always terminated.
-template <typename Unit>
-static Unit* terminatedBlock(Unit* block, size_t written, size_t count)
+template <typename Unit> static Unit* terminatedBlock(Unit* block, size_t written, size_t count)
 {
     block[written == static_cast<size_t>(-1) ? 0 : (written < count ? written : count)] = 0;
     return block;
 }
 
 // Runs convert under LC_CTYPE "UTF-8" and puts the previous locale back.
-template <typename Convert>
-static size_t underUtf8Locale(Convert convert)
+template <typename Convert> static size_t underUtf8Locale(Convert convert)
 {
     // setlocale's result lives in a buffer that the next call may free.
     const char* current = setlocale(LC_CTYPE, "");

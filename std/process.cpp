@@ -221,7 +221,7 @@ static void writeInput(int fd, const QELString& input)
     if (!alreadyPending) {
         sigpending(&pending);
         if (sigismember(&pending, SIGPIPE) == 1) {
-            struct timespec zero = {0, 0};
+            struct timespec zero = { 0, 0 };
             sigtimedwait(&pipeSignal, NULL, &zero);
         }
     }
@@ -308,8 +308,8 @@ static void waitForChild(pid_t child, int* status)
 static void collectOutput(ChildPipes& pipes, pid_t child, int* status, QELString* out, QELString* err, QELLog* log)
 {
     QELLogDeserializer* deserializer = qelNew<QELLogDeserializer>(log);
-    QELPipeRecord outRecord = {pipes.out[0], out, NULL};
-    QELPipeRecord errRecord = {pipes.err[0], err, deserializer};
+    QELPipeRecord outRecord = { pipes.out[0], out, NULL };
+    QELPipeRecord errRecord = { pipes.err[0], err, deserializer };
     pthread_t outReader, errReader;
     bool outStarted = pthread_create(&outReader, NULL, listenPipe, &outRecord) == 0;
     bool errStarted = pthread_create(&errReader, NULL, listenPipe, &errRecord) == 0;
@@ -331,8 +331,8 @@ static void collectOutput(ChildPipes& pipes, pid_t child, int* status, QELString
     delete deserializer;
 }
 
-bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out,
-          QELString* err, QELLog* log, const char* directory, bool detached)
+bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out, QELString* err,
+          QELLog* log, const char* directory, bool detached)
 {
     // Everything the child needs is made before the fork: after it, in a
     // process that may have other threads, the child may only make
@@ -361,8 +361,8 @@ bool exec(QELString command, int argc, QELString* argv, int* status, QELString i
     return true;
 }
 
-bool launchInSeparateProcess(QELString command, int argc, QELString* argv, int* status, QELString input,
-                             QELString* out, QELString* err, QELLog* log, const char* directory)
+bool launchInSeparateProcess(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out,
+                             QELString* err, QELLog* log, const char* directory)
 {
     return exec(command, argc, argv, status, input, out, err, log, directory, false);
 }

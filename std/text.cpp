@@ -21,7 +21,7 @@ QELString escapeXMLString(const QELString& s)
     const size_t n = strlen(s.p);
     bool special = false, nul = false;
     const size_t total = qelXmlEscapedLength(s.p, n, special, nul);
-    QELString t;  // one named result
+    QELString t; // one named result
     if (!special) {
         t = s;
         return t;
@@ -36,8 +36,7 @@ QELString escapeXMLString(const QELString& s)
 // ---------------------------------------------------------------------------
 // Binary search: lo = 0, hi = n - 1, mid = (lo + hi) / 2 until lo passes hi.
 
-template <class T>
-static inline int qelBinarySearch(const T* array, int n, T key)
+template <class T> static inline int qelBinarySearch(const T* array, int n, T key)
 {
     int lo = 0, hi = n - 1;
     while (lo <= hi) {
@@ -53,14 +52,38 @@ static inline int qelBinarySearch(const T* array, int n, T key)
     return -1;
 }
 
-int binarySearch(const unsigned char* array, int n, unsigned char key) { return qelBinarySearch(array, n, key); }
-int binarySearch(const signed char* array, int n, signed char key) { return qelBinarySearch(array, n, key); }
-int binarySearch(const unsigned short* array, int n, unsigned short key) { return qelBinarySearch(array, n, key); }
-int binarySearch(const short* array, int n, short key) { return qelBinarySearch(array, n, key); }
-int binarySearch(const unsigned int* array, int n, unsigned int key) { return qelBinarySearch(array, n, key); }
-int binarySearch(const int* array, int n, int key) { return qelBinarySearch(array, n, key); }
-int binarySearch(const float* array, int n, float key) { return qelBinarySearch(array, n, key); }
-int binarySearch(const double* array, int n, double key) { return qelBinarySearch(array, n, key); }
+int binarySearch(const unsigned char* array, int n, unsigned char key)
+{
+    return qelBinarySearch(array, n, key);
+}
+int binarySearch(const signed char* array, int n, signed char key)
+{
+    return qelBinarySearch(array, n, key);
+}
+int binarySearch(const unsigned short* array, int n, unsigned short key)
+{
+    return qelBinarySearch(array, n, key);
+}
+int binarySearch(const short* array, int n, short key)
+{
+    return qelBinarySearch(array, n, key);
+}
+int binarySearch(const unsigned int* array, int n, unsigned int key)
+{
+    return qelBinarySearch(array, n, key);
+}
+int binarySearch(const int* array, int n, int key)
+{
+    return qelBinarySearch(array, n, key);
+}
+int binarySearch(const float* array, int n, float key)
+{
+    return qelBinarySearch(array, n, key);
+}
+int binarySearch(const double* array, int n, double key)
+{
+    return qelBinarySearch(array, n, key);
+}
 
 // Deliberately inverted: a negative strcmp(key, element) moves to the upper
 // half, so the array must be in descending order.

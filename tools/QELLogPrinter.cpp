@@ -100,7 +100,9 @@ int64_t qelLogTimeKey(const QELDate& date)
     if (date.isNull)
         return -1;
     return ((((static_cast<int64_t>(date.year) * 100 + date.month) * 100 + date.day) * 100 + date.hour) * 100
-            + date.minute) * 100 + date.second;
+            + date.minute)
+        * 100
+        + date.second;
 }
 
 void QELLogPrinter::recordRefused()
@@ -128,7 +130,7 @@ void QELLogPrinter::event(const QELLogEvent& event, bool plain)
     if (!kept(event, plain))
         return;
     text.clear();
-    if (options.output == QEL_OUTPUT_XML && !plain)  // plain lines stay plain lines
+    if (options.output == QEL_OUTPUT_XML && !plain) // plain lines stay plain lines
         writeXml(event);
     else if (options.output == QEL_OUTPUT_JSON)
         writeJson(event, plain);
@@ -139,7 +141,7 @@ void QELLogPrinter::event(const QELLogEvent& event, bool plain)
 
 void QELLogPrinter::writeText(const QELLogEvent& event, bool plain)
 {
-    if (plain) {  // as the program wrote it
+    if (plain) { // as the program wrote it
         text.append(event.message.chars(), static_cast<size_t>(event.message.length()));
         text += '\n';
         return;

@@ -34,7 +34,9 @@ public:
     // `program` names the tool in the one warning about refused records; null
     // keeps it silent.
     QELLogPrinter(const QELLogPrintOptions& options, FILE* out, const char* program)
-        : options(options), out(out), program(program) {}
+        : options(options), out(out), program(program)
+    {
+    }
     void event(const QELLogEvent& event, bool plain) override;
     void recordRefused() override;
 
@@ -44,9 +46,9 @@ private:
     const char* program;
     int64_t lastRecordTime = -1;
     bool warned = false;
-    int64_t zoneHour = -1;  // YYYYMMDDhh of the zone offset below
+    int64_t zoneHour = -1; // YYYYMMDDhh of the zone offset below
     long zoneHourOffset = 0;
-    std::string text;  // the event being written, reused
+    std::string text; // the event being written, reused
 
     bool kept(const QELLogEvent& event, bool plain);
     void writeText(const QELLogEvent& event, bool plain);

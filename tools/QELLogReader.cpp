@@ -42,10 +42,12 @@ size_t deliverPieces(QELLogEventSink& sink, const char* text, size_t size, size_
 class QELLogReader::Deserializer : public QELTolerantLogDeserializer {
 public:
     Deserializer(QELLogEventSink& sink, size_t pieceSize)
-        : QELTolerantLogDeserializer(nullptr), sink(sink), pieceSize(pieceSize) {}
+        : QELTolerantLogDeserializer(nullptr), sink(sink), pieceSize(pieceSize)
+    {
+    }
     void processEvent(const QELLogEvent& event) override
     {
-        bool plain = state == 2;  // as the deserializer delivers a plain line
+        bool plain = state == 2; // as the deserializer delivers a plain line
         if (plain && static_cast<size_t>(event.message.length()) > pieceSize)
             deliverPieces(sink, event.message.chars(), static_cast<size_t>(event.message.length()), pieceSize, true);
         else
@@ -88,7 +90,7 @@ size_t QELLogReader::feedDeserializer(const char* data, size_t length)
     // Pieces small enough for an int; the pending line is checked after each.
     size_t done = 0;
     while (done < length) {
-        size_t piece = std::min(length - done, QEL_PLAIN_PIECE);  // at most an int
+        size_t piece = std::min(length - done, QEL_PLAIN_PIECE); // at most an int
         deserializer->append(QELString(data + done, static_cast<int>(piece)));
         done += piece;
         if (deserializer->state == 2 && static_cast<size_t>(deserializer->buffer.length()) >= pieceSize) {

@@ -18,7 +18,7 @@ public:
     virtual void event(const QELLogEvent& event, bool plain) = 0;
     // A record with an attribute other than the four known ones: its lines
     // follow as plain events.
-    virtual void recordRefused() {}
+    virtual void recordRefused() { }
 };
 
 // Feeds a stream to a tolerant deserializer, so that no record stops the

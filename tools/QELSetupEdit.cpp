@@ -71,14 +71,14 @@ struct ElementFrame {
     QELString path;
     bool reachable;
     bool hasChildren;
-    XML_Index contentStart;  // just after the start tag
+    XML_Index contentStart; // just after the start tag
     std::set<std::string> childNames;
 };
 
 struct LeafSpan {
     XML_Index contentStart;
     XML_Index contentEnd;
-    bool emptyTag;  // written "<Name/>": contentStart is just after "/>"
+    bool emptyTag; // written "<Name/>": contentStart is just after "/>"
     QELString name;
 };
 
@@ -141,8 +141,8 @@ bool encodingTakes(const QELString& encoding, const std::vector<SetupChange>& ch
     if (encoding.isEmpty() || strcasecmp(encoding.chars(), "UTF-8") == 0)
         return true;
     bool singleByte = strcasecmp(encoding.chars(), "ISO-8859-1") == 0 || strcasecmp(encoding.chars(), "US-ASCII") == 0;
-    return singleByte && std::all_of(changes.begin(), changes.end(),
-                                     [](const SetupChange& change) { return isAscii(change.value); });
+    return singleByte
+        && std::all_of(changes.begin(), changes.end(), [](const SetupChange& change) { return isAscii(change.value); });
 }
 
 bool scanSetupText(const std::string& text, SpliceScan& scan)
@@ -155,7 +155,7 @@ bool scanSetupText(const std::string& text, SpliceScan& scan)
     XML_SetElementHandler(scan.parser, scanStart, scanEnd);
     XML_SetXmlDeclHandler(scan.parser, scanDeclaration);
     bool parsed = text.size() <= static_cast<size_t>(INT_MAX)
-                  && XML_Parse(scan.parser, text.data(), static_cast<int>(text.size()), 1) == XML_STATUS_OK;
+        && XML_Parse(scan.parser, text.data(), static_cast<int>(text.size()), 1) == XML_STATUS_OK;
     XML_ParserFree(scan.parser);
     return parsed && scan.rootIsSetup;
 }
@@ -197,13 +197,12 @@ bool spliceSetupValues(const std::string& original, const std::vector<SetupChang
         if (span == nullptr)
             return false;
         std::string content = escapeXMLString(change.value).chars();
-        if (span->emptyTag)  // "<Name/>" becomes "<Name>value</Name>"
+        if (span->emptyTag) // "<Name/>" becomes "<Name>value</Name>"
             content = std::string(">") + content + "</" + span->name.chars() + ">";
         edits.emplace_back(span, content);
     }
-    std::sort(edits.begin(), edits.end(), [](const auto& a, const auto& b) {
-        return a.first->contentStart < b.first->contentStart;
-    });
+    std::sort(edits.begin(), edits.end(),
+              [](const auto& a, const auto& b) { return a.first->contentStart < b.first->contentStart; });
     result.clear();
     size_t copied = 0;
     for (const auto& edit : edits) {
@@ -238,7 +237,7 @@ QELString resolvedPath(const QELString& file)
 SetupFileLock::~SetupFileLock()
 {
     if (fd >= 0)
-        close(fd);  // releases the flock
+        close(fd); // releases the flock
 }
 
 int SetupFileLock::acquire(const QELString& file, QELString& lockPath)
@@ -294,7 +293,7 @@ int commitReplacement(const QELString& target, const QELString& temporary)
     QELString directory = slash ? target.left(static_cast<unsigned int>(slash - target.chars()) + 1) : QELString(".");
     int dirFd = open(directory.chars(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (dirFd >= 0) {
-        fsync(dirFd);  // the rename itself reaches the disk
+        fsync(dirFd); // the rename itself reaches the disk
         close(dirFd);
     }
     return 0;

@@ -59,8 +59,7 @@ private:
 // rename: readers see the old or the new file, never a part. Returns an
 // errno value, 0 on success, EPROTO when `verify` refuses; the file is
 // unchanged on any failure.
-template <typename Fill, typename Verify>
-int replaceSetupFile(const QELString& file, Fill fill, Verify verify);
+template <typename Fill, typename Verify> int replaceSetupFile(const QELString& file, Fill fill, Verify verify);
 
 // The resolved target and a fresh temporary file beside it; the caller
 // fills the temporary file by name. Returns an errno value, 0 on success.
@@ -69,8 +68,7 @@ int openReplacement(const QELString& file, QELString& target, QELString& tempora
 // it over the target; removes it on failure. Returns an errno value.
 int commitReplacement(const QELString& target, const QELString& temporary);
 
-template <typename Fill, typename Verify>
-int replaceSetupFile(const QELString& file, Fill fill, Verify verify)
+template <typename Fill, typename Verify> int replaceSetupFile(const QELString& file, Fill fill, Verify verify)
 {
     QELString target, temporary;
     int error = openReplacement(file, target, temporary);

@@ -232,8 +232,11 @@ namespace {
 size_t utf8SequenceLength(const unsigned char* text, size_t left)
 {
     unsigned char lead = text[0];
-    size_t length = lead < 0x80 ? 1 : lead >= 0xC2 && lead <= 0xDF ? 2 : lead >= 0xE0 && lead <= 0xEF ? 3
-                  : lead >= 0xF0 && lead <= 0xF4 ? 4 : 0;
+    size_t length = lead < 0x80        ? 1
+        : lead >= 0xC2 && lead <= 0xDF ? 2
+        : lead >= 0xE0 && lead <= 0xEF ? 3
+        : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                       : 0;
     if (length == 0 || length > left)
         return 0;
     for (size_t i = 1; i < length; i++)

@@ -5,8 +5,7 @@
 #define QEL_TOOL_TEXT_LIST(name, text, level) *literal++ = &name;
 #define QEL_TOOL_TEXT_COUNT(name, text, level) +1
 
-QELToolTexts::QELToolTexts()
-    : QEL_TOOL_TEXTS(QEL_TOOL_TEXT_INIT) literals()
+QELToolTexts::QELToolTexts() : QEL_TOOL_TEXTS(QEL_TOOL_TEXT_INIT) literals()
 {
     static_assert(0 QEL_TOOL_TEXTS(QEL_TOOL_TEXT_COUNT) < sizeof literals / sizeof literals[0],
                   "the literals and the list's null end must fit the array");

@@ -23,18 +23,22 @@ const char* const PROGRAM = "qelconfig";
 enum Origin { FROM_ENVIRONMENT, FROM_SETUP_FILE, FROM_DEFAULT, FROM_UNREAD_FILE };
 
 struct Options {
-    const char* file;              // --file, or null for the file the library reads
-    bool json;                     // --json
-    std::vector<QELString> words;  // the command's own words
+    const char* file;             // --file, or null for the file the library reads
+    bool json;                    // --json
+    std::vector<QELString> words; // the command's own words
 };
 
 const char* originName(Origin origin)
 {
     switch (origin) {
-    case FROM_ENVIRONMENT: return "environment";
-    case FROM_SETUP_FILE: return "setup file";
-    case FROM_UNREAD_FILE: return "setup file not read";
-    default: return "default";
+    case FROM_ENVIRONMENT:
+        return "environment";
+    case FROM_SETUP_FILE:
+        return "setup file";
+    case FROM_UNREAD_FILE:
+        return "setup file not read";
+    default:
+        return "default";
     }
 }
 
@@ -42,7 +46,7 @@ const char* originName(Origin origin)
 // "NAME=VALUE" without an origin) or as one JSON object.
 class Listing {
 public:
-    explicit Listing(bool json) : json(json) {}
+    explicit Listing(bool json) : json(json) { }
     void row(const char* name, const QELString& value, Origin origin) { row(name, value, originName(origin)); }
     void row(const char* name, const QELString& value, const char* origin);
     // Ends the JSON object; text rows need no end.
@@ -111,7 +115,7 @@ bool environmentHas(const char* name)
 // document) that kept the file from being read, 0 when it was read.
 class SetupKeys {
 public:
-    explicit SetupKeys(const QELString& file) : setup(file), problem(readProblem(file, setup)) {}
+    explicit SetupKeys(const QELString& file) : setup(file), problem(readProblem(file, setup)) { }
     bool isReadable() const { return problem == 0; }
     // A file that exists but cannot be read may hold any value: the values
     // it could set are then not labelled defaults.
@@ -159,16 +163,18 @@ int showConfiguration(const Options& options, Listing& listing)
 
     // Loading the library already published the setup file's level as
     // QEL_LOG_LEVEL; a variable holding exactly that text came from the file.
-    bool publishedLevel = logLevelFromEnvironment && !config.logLevel.isEmpty()
-                          && config.logLevel == std::getenv("QEL_LOG_LEVEL");
-    Origin logOrigin = logLevelFromEnvironment && !publishedLevel ? FROM_ENVIRONMENT
-                       : keyOrDefault(keys, "Log/LogLevel");
+    bool publishedLevel =
+        logLevelFromEnvironment && !config.logLevel.isEmpty() && config.logLevel == std::getenv("QEL_LOG_LEVEL");
+    Origin logOrigin =
+        logLevelFromEnvironment && !publishedLevel ? FROM_ENVIRONMENT : keyOrDefault(keys, "Log/LogLevel");
     Origin tempOrigin = keys.mayHoldValues() ? FROM_UNREAD_FILE
-                        : keys.has("Directory/Temp") ? FROM_SETUP_FILE
-                        : tmpFromEnvironment ? FROM_ENVIRONMENT : FROM_DEFAULT;
+        : keys.has("Directory/Temp")         ? FROM_SETUP_FILE
+        : tmpFromEnvironment                 ? FROM_ENVIRONMENT
+                                             : FROM_DEFAULT;
     Origin systemClassPathOrigin = keys.mayHoldValues() ? FROM_UNREAD_FILE
-                                   : keys.has("Java/AppendSystemClassPath") ? FROM_SETUP_FILE
-                                   : classPathFromEnvironment ? FROM_ENVIRONMENT : FROM_DEFAULT;
+        : keys.has("Java/AppendSystemClassPath")        ? FROM_SETUP_FILE
+        : classPathFromEnvironment                      ? FROM_ENVIRONMENT
+                                                        : FROM_DEFAULT;
     Origin javaOrigin = keyOrDefault(keys, "Java/Directory");
     Origin logPathOrigin = keyOrDefault(keys, "Directory/Log");
 
@@ -200,7 +206,8 @@ int showConfiguration(const Options& options, Listing& listing)
     listing.row("getQELJavaLibraryPath", getQELJavaLibraryPath(), keyOrDefault(keys, "Java/LibraryPath"));
     listing.row("getQELJavaOptions", getQELJavaOptions(), keyOrDefault(keys, "Java/RunTime/Options"));
     listing.row("getQELRepositoryDSN", getQELRepositoryDSN(), keyOrDefault(keys, "Repository/Database/DataSourceName"));
-    listing.row("getQELRepositoryDSNUser", getQELRepositoryDSNUser(), keyOrDefault(keys, "Repository/Database/LoginUser"));
+    listing.row("getQELRepositoryDSNUser", getQELRepositoryDSNUser(),
+                keyOrDefault(keys, "Repository/Database/LoginUser"));
     // The password is never echoed; only whether one is set.
     listing.row("getQELRepositoryDSNPassword", QELString(getQELRepositoryDSNPassword().isEmpty() ? "" : "********"),
                 keyOrDefault(keys, "Repository/Database/LoginPassword"));
@@ -343,8 +350,7 @@ int writeChanges(const QELString& file, QELSetup& setup, const std::string& orig
 // The read-modify-write cycle of set and merge, under the file's lock:
 // `decide` reads the current document and says which values change (or
 // reports a problem and returns false).
-template <typename Decide>
-int editSetup(const QELString& file, Decide decide)
+template <typename Decide> int editSetup(const QELString& file, Decide decide)
 {
     SetupFileLock lock;
     QELString lockPath;

@@ -126,8 +126,8 @@ bool wantsColour(const ToolArguments& args, bool& colour)
         return false;
     const char* noColour = std::getenv("NO_COLOR");
     const char* term = std::getenv("TERM");
-    bool terminal = isatty(1) && (noColour == nullptr || *noColour == '\0')
-                    && !(term != nullptr && std::strcmp(term, "dumb") == 0);
+    bool terminal =
+        isatty(1) && (noColour == nullptr || *noColour == '\0') && !(term != nullptr && std::strcmp(term, "dumb") == 0);
     colour = when == 1 || (when == 0 && terminal);
     return true;
 }
@@ -203,8 +203,8 @@ int main(int argc, char** argv)
 {
     ToolArguments args;
     bool emitting = argc > 1 && std::strcmp(argv[1], "emit") == 0;
-    static const char* const valued[] = { "--level", "--code", "--output", "--grep", "--since", "--until", "--color",
-                                          nullptr };
+    static const char* const valued[] = { "--level", "--code",  "--output", "--grep",
+                                          "--since", "--until", "--color",  nullptr };
     static const char* const flags[] = { "--xml", "--no-plain", "--follow", "--help", "--version", nullptr };
     static const char* const emitValued[] = { "--level", "--code", nullptr };
     static const char* const emitFlags[] = { "--help", nullptr };

@@ -54,7 +54,7 @@ bool parseDuration(const char* text, int64_t& milliseconds)
     double unit = 1;
     if (*end != '\0') {
         const char* suffixes = "smhd";
-        const double units[] = {1, 60, 3600, 86400};
+        const double units[] = { 1, 60, 3600, 86400 };
         const char* suffix = std::strchr(suffixes, *end);
         if (suffix == nullptr || end[1] != '\0')
             return false;
@@ -86,8 +86,8 @@ const char* optionValue(int argc, char** argv, int& i, const char* name, bool& m
 // Returns -1 when the command line is good, else the exit code of bad usage.
 int parseOptions(int argc, char** argv, RunOptions& options)
 {
-    const char* names[] = {"--level", "--dir", "--timeout", "--kill-after"};
-    const char** targets[] = {&options.level, &options.directory, &options.timeout, &options.killAfter};
+    const char* names[] = { "--level", "--dir", "--timeout", "--kill-after" };
+    const char** targets[] = { &options.level, &options.directory, &options.timeout, &options.killAfter };
     int i = 1;
     for (; i < argc && argv[i][0] == '-' && argv[i][1] != '\0'; i++) {
         const char* word = argv[i];
@@ -163,7 +163,7 @@ void forwardSignals()
     std::memset(&action, 0, sizeof action);
     action.sa_handler = rememberSignal; // no SA_RESTART: the wait returns at once
     sigemptyset(&action.sa_mask);
-    for (int signalNumber : {SIGINT, SIGTERM, SIGHUP})
+    for (int signalNumber : { SIGINT, SIGTERM, SIGHUP })
         sigaction(signalNumber, &action, nullptr);
 }
 
@@ -185,8 +185,8 @@ QELString startCause(const QELChildProcess& runner)
     if (runner.startCause == QELChildProcess::IsDirectory) // its EACCES says only "Permission denied"
         return fillLiteral(texts.causeIsDirectory, {});
     const QELParameterizedTextLiteral& cause = runner.startCause == QELChildProcess::NotFound ? texts.causeNotFound
-        : runner.startCause == QELChildProcess::NotExecutable ? texts.causeNotExecutable
-        : texts.causeNoProcess;
+        : runner.startCause == QELChildProcess::NotExecutable                                 ? texts.causeNotExecutable
+                                                                                              : texts.causeNoProcess;
     return fillLiteral(cause, {}) + QELString(" (") + QELString(std::strerror(runner.startErrno)) + QELString(")");
 }
 
