@@ -19,8 +19,6 @@
 
 QEL_SOURCE_FILE("QELChildProcess.cpp");
 
-extern char** environ;
-
 // Bytes read from a pipe or produced by an input callback at a time.
 static const int PIECE = 65536;
 // How often a child is polled for its end when no process descriptor exists.
@@ -95,8 +93,8 @@ class QELRunnerLogDeserializer : public QELTolerantLogDeserializer {
 public:
     std::function<void(const QELString&)> refused;
 
-    QELRunnerLogDeserializer(QELLog* log, const std::function<void(const QELString&)>& callback)
-        : QELTolerantLogDeserializer(log), refused(callback)
+    QELRunnerLogDeserializer(QELLog* log, std::function<void(const QELString&)> callback)
+        : QELTolerantLogDeserializer(log), refused(std::move(callback))
     {
     }
     void recordRefused(const QELString& record) override
@@ -542,8 +540,8 @@ QELChildProcess::~QELChildProcess()
                 reaped = true;
         }
     }
-    for (int i = 0; i < 3; i++)
-        closeFd(pipes[i]);
+    for (int& fd : pipes)
+        closeFd(fd);
     closeFd(processFd);
     delete deserializer;
 }
@@ -630,11 +628,11 @@ bool QELChildProcess::start()
     int error = opened ? runnableError(*this) : (errno != 0 ? errno : EMFILE);
     if (opened && error == 0)
         error = spawnChild(*this, childEnds);
-    for (int i = 0; i < 3; i++)
-        closeFd(childEnds[i]);
+    for (int& fd : childEnds)
+        closeFd(fd);
     if (error != 0) {
-        for (int i = 0; i < 3; i++)
-            closeFd(pipes[i]);
+        for (int& fd : pipes)
+            closeFd(fd);
         if (opened) {
             classifyFailure(*this, error);
         } else {

@@ -767,7 +767,7 @@ void removePath(const char* path)
 // this library, and the linker has no switch for that one warning; the call
 // itself is the described behaviour and stays.
 typedef char* (*TempnamFunction)(const char* directory, const char* prefix);
-static TempnamFunction systemTempnam()
+TempnamFunction systemTempnam()
 {
     static TempnamFunction function = reinterpret_cast<TempnamFunction>(dlsym(RTLD_DEFAULT, "tempnam"));
     return function;

@@ -96,7 +96,7 @@ size_t QELLogReader::feedDeserializer(const char* data, size_t length)
         if (deserializer->state == 2 && static_cast<size_t>(deserializer->buffer.length()) >= pieceSize) {
             // The pending line is too long to gather: read it here from now on.
             longLine.assign(deserializer->buffer.chars(), static_cast<size_t>(deserializer->buffer.length()));
-            deserializer.reset(new Deserializer(sink, pieceSize));
+            deserializer = std::make_unique<Deserializer>(sink, pieceSize);
             inLongLine = true;
             longLine.erase(0, deliverPieces(sink, longLine.data(), longLine.size(), pieceSize, false));
             break;
@@ -142,5 +142,5 @@ void QELLogReader::finish()
     }
     lineEndTail = 0;
     deserializer->flush();
-    deserializer.reset(new Deserializer(sink, pieceSize));
+    deserializer = std::make_unique<Deserializer>(sink, pieceSize);
 }

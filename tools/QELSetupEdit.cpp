@@ -198,7 +198,7 @@ bool spliceSetupValues(const std::string& original, const std::vector<SetupChang
             return false;
         std::string content = escapeXMLString(change.value).chars();
         if (span->emptyTag) // "<Name/>" becomes "<Name>value</Name>"
-            content = std::string(">") + content + "</" + span->name.chars() + ">";
+            content = std::string(">").append(content).append("</").append(span->name.chars()).append(">");
         edits.emplace_back(span, content);
     }
     std::sort(edits.begin(), edits.end(),
@@ -271,9 +271,11 @@ int openReplacement(const QELString& file, QELString& target, QELString& tempora
 
 int commitReplacement(const QELString& target, const QELString& temporary)
 {
-    struct stat st;
+    struct stat st = {};
     int fd = open(temporary.chars(), O_RDWR | O_CLOEXEC);
-    int error = fd < 0 || stat(target.chars(), &st) != 0 ? errno : 0;
+    int error = 0;
+    if (fd < 0 || stat(target.chars(), &st) != 0)
+        error = errno != 0 ? errno : EIO;
     if (error == 0) {
         if (fchown(fd, st.st_uid, st.st_gid) != 0) {
             // deliberate: only root may give the file away; the mode is kept anyway
