@@ -29,6 +29,7 @@
 #include <unicode/ucnv.h>
 #include <xercesc/dom/DOM.hpp>
 
+#include "QELScratchDirectory.h"
 #include "QELStd.h"
 
 namespace {
@@ -103,27 +104,9 @@ private:
 };
 
 // Each setup attack gets a fresh directory, removed afterwards.
-class QELHostileSetupTest : public ::testing::Test {
+class QELHostileSetupTest : public QELScratchDirectoryTest {
 protected:
-    void SetUp() override
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "qelhostile-XXXXXX").string();
-        std::vector<char> buffer(pattern.begin(), pattern.end());
-        buffer.push_back('\0');
-        ASSERT_NE(mkdtemp(buffer.data()), nullptr);
-        dir = buffer.data();
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(dir, ignored);
-    }
-    std::string path(const std::string& name) const { return dir + "/" + name; }
-    std::string writeFile(const std::string& name, const std::string& content) const
-    {
-        std::ofstream(path(name), std::ios::binary) << content;
-        return path(name);
-    }
+    QELHostileSetupTest() : QELScratchDirectoryTest("qelhostile") {}
     // The number of entries of the test directory.
     size_t entries() const
     {
@@ -132,7 +115,6 @@ protected:
             n++;
         return n;
     }
-    std::string dir;
 };
 
 const char SAMPLE[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"

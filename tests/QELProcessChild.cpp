@@ -13,18 +13,8 @@
 #include <vector>
 
 #include "QELLogEventGenerator.h"
+#include "QELChildWrite.h"
 #include "QELStd.h"
-
-static void writeAll(int fd, const char* p, size_t n)
-{
-    while (n > 0) {
-        ssize_t w = write(fd, p, n);
-        if (w <= 0)
-            _exit(90);
-        p += w;
-        n -= static_cast<size_t>(w);
-    }
-}
 
 static void writeText(int fd, const std::string& text)
 {

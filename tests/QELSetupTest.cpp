@@ -16,6 +16,7 @@
 
 #include <xercesc/dom/DOM.hpp>
 
+#include "QELScratchDirectory.h"
 #include "QELSetup.h"
 
 XERCES_CPP_NAMESPACE_USE
@@ -23,31 +24,9 @@ XERCES_CPP_NAMESPACE_USE
 namespace {
 
 // Each test gets a fresh directory for its files, removed afterwards.
-class QELSetupTest : public ::testing::Test {
+class QELSetupTest : public QELScratchDirectoryTest {
 protected:
-    void SetUp() override
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "qelsetup-XXXXXX").string();
-        std::vector<char> buffer(pattern.begin(), pattern.end());
-        buffer.push_back('\0');
-        ASSERT_NE(mkdtemp(buffer.data()), nullptr);
-        dir = buffer.data();
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(dir, ignored);
-    }
-
-    std::string path(const std::string& name) const { return dir + "/" + name; }
-
-    std::string writeFile(const std::string& name, const std::string& content) const
-    {
-        std::string p = path(name);
-        std::ofstream out(p, std::ios::binary);
-        out << content;
-        return p;
-    }
+    QELSetupTest() : QELScratchDirectoryTest("qelsetup") {}
 
     static std::string readFile(const std::string& p)
     {
@@ -56,8 +35,6 @@ protected:
         s << in.rdbuf();
         return s.str();
     }
-
-    std::string dir;
 };
 
 std::string value(QELSetup& setup, const char* key)
