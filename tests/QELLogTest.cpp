@@ -249,6 +249,32 @@ TEST(QELLogTest, XmlRecordOfSimpleEvent)
               str(formatter.formatEvent(event("disk full", 2))));
 }
 
+// A NUL in the message, code or stack trace ends the record's text there:
+// the result is an unlocked string whose length is that of its text, and it
+// copies like any other string.
+TEST(QELLogTest, XmlRecordEndsAtANulOfItsFields)
+{
+    QELLogEventXmlFormatter formatter;
+    struct {
+        QELLogEvent e;
+        const char* textBeforeNul;
+    } cases[] = {
+        { QELLogEvent(QELString("ab\0cd", 5), QELString(), 2, QELString()), "<Message type=\"ERROR\" timestamp=" },
+        { QELLogEvent(QELString("m"), QELString("C\0D", 3), 2, QELString()), "<Message type=\"ERROR\" code=\"C" },
+        { QELLogEvent(QELString("m"), QELString(), 2, QELString("t\0u", 3)), "<Message type=\"ERROR\" timestamp=" },
+    };
+    for (auto& c : cases) {
+        QELString record = formatter.formatEvent(c.e);
+        EXPECT_FALSE(record.isLocked());
+        EXPECT_EQ(static_cast<size_t>(record.len), strlen(record.p));
+        EXPECT_TRUE(stringInvariantHolds(&record));
+        QELString copy(record);
+        EXPECT_STREQ(copy.p, record.p);
+        EXPECT_EQ(0u, std::string(record.p).find("<!-- QELLog size="));
+        EXPECT_NE(std::string::npos, std::string(record.p).find(c.textBeforeNul)) << record.p;
+    }
+}
+
 TEST(QELLogTest, XmlAttributesInOrder)
 {
     QELLogEventXmlFormatter formatter;
