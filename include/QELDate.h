@@ -16,6 +16,7 @@
 // user its Windows-style macros and types (BOOL, FAR, CALLBACK, DWORD, ...).
 #ifndef __SQLDATE
 #define __SQLDATE
+// An ODBC date: year, month, day.
 typedef struct tagDATE_STRUCT {
     signed short int year;
     unsigned short month;
@@ -23,6 +24,7 @@ typedef struct tagDATE_STRUCT {
 } DATE_STRUCT;
 typedef DATE_STRUCT SQL_DATE_STRUCT;
 
+// An ODBC time of day: hour, minute, second.
 typedef struct tagTIME_STRUCT {
     unsigned short hour;
     unsigned short minute;
@@ -30,6 +32,7 @@ typedef struct tagTIME_STRUCT {
 } TIME_STRUCT;
 typedef TIME_STRUCT SQL_TIME_STRUCT;
 
+// An ODBC timestamp: a date, a time of day and a fraction in nanoseconds.
 typedef struct tagTIMESTAMP_STRUCT {
     signed short int year;
     unsigned short month;
