@@ -764,8 +764,9 @@ void removePath(const char* path)
 
 // The C library's tempnam, looked up at run time. Deliberate: a direct
 // reference makes the linker warn that tempnam is dangerous on every link of
-// this library, and the linker has no switch for that one warning; the call
-// itself is the described behaviour and stays.
+// this library, and the linker has no switch for that one warning. The names
+// still come from tempnam itself, without creating the file, on purpose: callers
+// get exactly tempnam's choice of directory and name.
 typedef char* (*TempnamFunction)(const char* directory, const char* prefix);
 TempnamFunction systemTempnam()
 {
