@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs every Debian package the build, the tests and the tools need,
 # skipping those already present. Pass --bench to add the benchmark peers,
-# --coverage the coverage tools.
+# --coverage the coverage tools, --mutation the mutation run's tools.
 set -euo pipefail
 
 packages=(cmake g++ clang make pkg-config procps valgrind
@@ -12,6 +12,7 @@ packages+=(jq util-linux)  # the tool tests read qellog's JSON and drop root wit
 case "${1:-}" in
   --bench) packages+=(libspdlog-dev qtbase5-dev libpoco-dev) ;;
   --coverage) packages+=(llvm-14) ;;
+  --mutation) packages+=(ninja-build python3) ;;
 esac
 
 missing=()
