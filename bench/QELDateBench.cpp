@@ -1,11 +1,13 @@
 // QELDateBench: parsing "2006-03-05 14:07:09.123" with QELDate::setDate
 // against strptime (plus the fraction by hand) and POCO's DateTimeParser, and
-// writing each text form against snprintf of the same format.
-// Names: BM_Date_<operation>/<qel|strptime|poco|snprintf>.
+// writing each text form against snprintf of the same format and against
+// strftime of the same fields.
+// Names: BM_Date_<operation>/<qel|strptime|poco|snprintf|strftime>.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <string>
 
@@ -81,6 +83,38 @@ struct Fields {
     int year = 2006, month = 3, day = 5, hour = 14, minute = 7, second = 9, fraction = 123;
 };
 
+// The strftime peers start from a struct tm already broken down, as the
+// library starts from the fields a QELDate already holds: neither side
+// converts from seconds inside the loop.
+struct tm brokenDown()
+{
+    Fields f;
+    struct tm t = {};
+    t.tm_year = f.year - 1900;
+    t.tm_mon = f.month - 1;
+    t.tm_mday = f.day;
+    t.tm_hour = f.hour;
+    t.tm_min = f.minute;
+    t.tm_sec = f.second;
+    return t;
+}
+
+// Runs strftime with `format` on the broken-down date, checking once that
+// it writes `expected`, the library's text for the same fields.
+void strftimeLoop(benchmark::State& state, const char* format, const char* expected)
+{
+    struct tm t = brokenDown();
+    char buf[30];
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(t);
+        strftime(buf, sizeof buf, format, &t);
+        benchmark::DoNotOptimize(buf);
+        benchmark::ClobberMemory();
+    }
+    if (strcmp(buf, expected) != 0)
+        state.SkipWithError("strftime wrote another text");
+}
+
 void BM_Date_chars_qel(benchmark::State& state)
 {
     QELDate d = parsedDate();
@@ -107,6 +141,12 @@ void BM_Date_chars_snprintf(benchmark::State& state)
 }
 BENCHMARK(BM_Date_chars_snprintf)->Name("BM_Date_chars/snprintf");
 
+void BM_Date_chars_strftime(benchmark::State& state)
+{
+    strftimeLoop(state, "%Y/%m/%d %H:%M:%S", parsedDate().chars());
+}
+BENCHMARK(BM_Date_chars_strftime)->Name("BM_Date_chars/strftime");
+
 void BM_Date_getHour_qel(benchmark::State& state)
 {
     QELDate d = parsedDate();
@@ -132,6 +172,12 @@ void BM_Date_getHour_snprintf(benchmark::State& state)
 }
 BENCHMARK(BM_Date_getHour_snprintf)->Name("BM_Date_getHour/snprintf");
 
+void BM_Date_getHour_strftime(benchmark::State& state)
+{
+    strftimeLoop(state, "%H:%M:%S", parsedDate().getHour());
+}
+BENCHMARK(BM_Date_getHour_strftime)->Name("BM_Date_getHour/strftime");
+
 void BM_Date_getODBCDate_qel(benchmark::State& state)
 {
     QELDate d = parsedDate();
@@ -156,6 +202,12 @@ void BM_Date_getODBCDate_snprintf(benchmark::State& state)
     }
 }
 BENCHMARK(BM_Date_getODBCDate_snprintf)->Name("BM_Date_getODBCDate/snprintf");
+
+void BM_Date_getODBCDate_strftime(benchmark::State& state)
+{
+    strftimeLoop(state, "%Y-%m-%d", parsedDate().getODBCDate());
+}
+BENCHMARK(BM_Date_getODBCDate_strftime)->Name("BM_Date_getODBCDate/strftime");
 
 void BM_Date_getODBCTimestamp_qel(benchmark::State& state)
 {
@@ -183,6 +235,32 @@ void BM_Date_getODBCTimestamp_snprintf(benchmark::State& state)
 }
 BENCHMARK(BM_Date_getODBCTimestamp_snprintf)->Name("BM_Date_getODBCTimestamp/snprintf");
 
+// strftime has no fraction: its digits are appended by hand, as the
+// strptime peer reads them by hand.
+void BM_Date_getODBCTimestamp_strftime(benchmark::State& state)
+{
+    struct tm t = brokenDown();
+    Fields f;
+    char buf[30];
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(t);
+        benchmark::DoNotOptimize(f.fraction);
+        size_t n = strftime(buf, sizeof buf, "%Y-%m-%d %H:%M:%S.", &t);
+        char digits[12];
+        int k = 0;
+        for (unsigned v = (unsigned)f.fraction; k == 0 || v != 0; v /= 10)
+            digits[k++] = (char)('0' + v % 10);
+        while (k > 0)
+            buf[n++] = digits[--k];
+        buf[n] = '\0';
+        benchmark::DoNotOptimize(buf);
+        benchmark::ClobberMemory();
+    }
+    if (strcmp(buf, parsedDate().getODBCTimestamp()) != 0)
+        state.SkipWithError("strftime wrote another text");
+}
+BENCHMARK(BM_Date_getODBCTimestamp_strftime)->Name("BM_Date_getODBCTimestamp/strftime");
+
 // getXmlTimestamp returns a new string: the peer builds a std::string.
 void BM_Date_getXmlTimestamp_qel(benchmark::State& state)
 {
@@ -208,6 +286,23 @@ void BM_Date_getXmlTimestamp_snprintf(benchmark::State& state)
     }
 }
 BENCHMARK(BM_Date_getXmlTimestamp_snprintf)->Name("BM_Date_getXmlTimestamp/snprintf");
+
+// glibc's "%_m" pads the month with a blank, as the XML form does.
+void BM_Date_getXmlTimestamp_strftime(benchmark::State& state)
+{
+    struct tm t = brokenDown();
+    std::string s;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(t);
+        char buf[30];
+        size_t n = strftime(buf, sizeof buf, "%Y-%_m-%dT%H:%M:%SZ", &t);
+        s = std::string(buf, n);
+        benchmark::DoNotOptimize(s.data());
+    }
+    if (s != parsedDate().getXmlTimestamp().p)
+        state.SkipWithError("strftime wrote another text");
+}
+BENCHMARK(BM_Date_getXmlTimestamp_strftime)->Name("BM_Date_getXmlTimestamp/strftime");
 
 } // namespace
 

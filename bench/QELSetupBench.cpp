@@ -1,10 +1,12 @@
 // QELSetupBench: a 2 KB setup file read with QELSetup::read and asked for 20
 // values, against Xerces-C doing the same by hand (DOMLSParser and a walk of
-// the child elements) and POCO's XMLConfiguration; and the load of the
+// the child elements) and POCO's XMLConfiguration; the 20 lookups alone on
+// a document already read, against POCO's XMLConfiguration; and the load of the
 // library (process start to the first accessor's answer) against a program
 // that only parses the same file with Xerces. Both programs of the second
 // pair sit beside this benchmark's executable.
-// Names: BM_Setup_read20/<qel|xerces|poco>, BM_Setup_load/<qel|xerces>.
+// Names: BM_Setup_read20/<qel|xerces|poco>, BM_Setup_lookup20/<qel|poco>,
+// BM_Setup_load/<qel|xerces>.
 #include <benchmark/benchmark.h>
 
 #include <spawn.h>
@@ -200,9 +202,9 @@ void BM_Setup_read20_xerces(benchmark::State& state)
 BENCHMARK(BM_Setup_read20_xerces)->Name("BM_Setup_read20/xerces")->Unit(benchmark::kMicrosecond);
 
 #ifdef QEL_BENCH_POCO
-void BM_Setup_read20_poco(benchmark::State& state)
+// The 20 keys as POCO writes them, with dots for slashes.
+std::vector<std::string> dottedKeys()
 {
-    const SetupFile& file = setupFile();
     std::vector<std::string> keys;
     for (const char* key : kKeys) {
         std::string k(key);
@@ -211,6 +213,13 @@ void BM_Setup_read20_poco(benchmark::State& state)
                 c = '.';
         keys.push_back(k);
     }
+    return keys;
+}
+
+void BM_Setup_read20_poco(benchmark::State& state)
+{
+    const SetupFile& file = setupFile();
+    const std::vector<std::string> keys = dottedKeys();
     for (auto _ : state) {
         Poco::AutoPtr<Poco::Util::XMLConfiguration> conf(new Poco::Util::XMLConfiguration(file.path));
         size_t total = 0;
@@ -220,6 +229,45 @@ void BM_Setup_read20_poco(benchmark::State& state)
     }
 }
 BENCHMARK(BM_Setup_read20_poco)->Name("BM_Setup_read20/poco")->Unit(benchmark::kMicrosecond);
+#endif
+
+// ---------------------------------------------------------------- 20 values
+
+// The 20 lookups alone, on a document read before the loop. Both sides hold
+// their keys ready (QELStrings here, POCO's dotted keys there) and return
+// each value as a new string.
+void BM_Setup_lookup20_qel(benchmark::State& state)
+{
+    QELSetup setup(QELString(setupFile().path.c_str()));
+    if (!setup.read())
+        state.SkipWithError("read failed");
+    std::vector<QELString> keys(std::begin(kKeys), std::end(kKeys));
+    size_t total = 0;
+    for (auto _ : state) {
+        total = 0;
+        for (const QELString& key : keys)
+            total += (size_t)setup.getValue(key).length();
+        benchmark::DoNotOptimize(total);
+    }
+    state.counters["bytes"] = (double)total;
+}
+BENCHMARK(BM_Setup_lookup20_qel)->Name("BM_Setup_lookup20/qel");
+
+#ifdef QEL_BENCH_POCO
+void BM_Setup_lookup20_poco(benchmark::State& state)
+{
+    const std::vector<std::string> keys = dottedKeys();
+    Poco::AutoPtr<Poco::Util::XMLConfiguration> conf(new Poco::Util::XMLConfiguration(setupFile().path));
+    size_t total = 0;
+    for (auto _ : state) {
+        total = 0;
+        for (const std::string& key : keys)
+            total += conf->getString(key, "").size();
+        benchmark::DoNotOptimize(total);
+    }
+    state.counters["bytes"] = (double)total;
+}
+BENCHMARK(BM_Setup_lookup20_poco)->Name("BM_Setup_lookup20/poco");
 #endif
 
 // ---------------------------------------------------------------- library load
