@@ -3,8 +3,7 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdarg>
-#include <cstdio>
+#include <cstring>
 
 #include <sqltypes.h>
 
@@ -285,56 +284,142 @@ TIME_STRUCT* QELDate::getTime() const
 
 // --- Text forms: no system calls. ---
 
-// Formats into the date's text buffer; fields are not range-checked, so an
-// out-of-range value is cut at the buffer's 29 characters.
-__attribute__((format(printf, 2, 3))) static const char* formatText(char* text, const char* format, ...)
-{
-    va_list args;
-    va_start(args, format);
-    vsnprintf(text, sizeof(QELDate::text), format, args);
-    va_end(args);
-    return text;
-}
+namespace {
+
+// Writes one text form with printf's rules for the formats the forms use
+// ("%02d", "%2d", "%04d", "%d"), digit by digit into a stack buffer: the
+// forms are written on every log record, and printf's format parsing and
+// locale handling cost several times the digits themselves. The buffer holds
+// the longest form of any field values (47 characters).
+class DateText {
+public:
+    // `value` right-aligned in at least `width` characters, `pad` before it.
+    void number(uint32_t value, int width, char pad)
+    {
+        if (value < 100 && width == 2) {
+            put(value < 10 ? pad : static_cast<char>('0' + value / 10));
+            put(static_cast<char>('0' + value % 10));
+            return;
+        }
+        char digits[10];
+        int count = 0;
+        do {
+            digits[count++] = static_cast<char>('0' + value % 10);
+            value /= 10;
+        } while (value != 0);
+        for (int i = count; i < width; i++)
+            put(pad);
+        while (count > 0)
+            put(digits[--count]);
+    }
+
+    // "%0<width>d": the sign counts towards the width, zeros follow it.
+    void signedNumber(int32_t value, int width)
+    {
+        if (value >= 0) {
+            number(static_cast<uint32_t>(value), width, '0');
+            return;
+        }
+        put('-');
+        number(0u - static_cast<uint32_t>(value), width - 1, '0');
+    }
+
+    // "%04d-%02d-%02d" with `separator` in place of '-'.
+    void date(const QELDate& d, char separator)
+    {
+        signedNumber(d.year, 4);
+        put(separator);
+        number(d.month, 2, '0');
+        put(separator);
+        number(d.day, 2, '0');
+    }
+
+    // "%02d:%02d:%02d".
+    void time(const QELDate& d)
+    {
+        number(d.hour, 2, '0');
+        put(':');
+        number(d.minute, 2, '0');
+        put(':');
+        number(d.second, 2, '0');
+    }
+
+    void put(char c) { chars[length++] = c; }
+
+    // Copies the text into `target`, cut as snprintf cuts it to the date's
+    // 30-character buffer, and returns `target`.
+    const char* copyTo(char* target) const
+    {
+        const size_t kept = length < sizeof(QELDate::text) - 1 ? length : sizeof(QELDate::text) - 1;
+        memcpy(target, chars, kept);
+        target[kept] = '\0';
+        return target;
+    }
+
+    char chars[48];
+    size_t length = 0;
+};
+
+} // namespace
 
 const char* QELDate::chars() const
 {
-    if (year == 0)
-        formatText(text, "%02d:%02d:%02d", hour, minute, second);
-    else if (hour == 0 && minute == 0 && second == 0)
-        formatText(text, "%04d/%02d/%02d", static_cast<int>(year), month, day);
-    else
-        formatText(text, "%04d/%02d/%02d %02d:%02d:%02d", static_cast<int>(year), month, day, hour, minute, second);
-    return text;
+    DateText out;
+    if (year == 0) {
+        out.time(*this);
+    } else {
+        out.date(*this, '/');
+        if (hour != 0 || minute != 0 || second != 0) {
+            out.put(' ');
+            out.time(*this);
+        }
+    }
+    return out.copyTo(text);
 }
 
 const char* QELDate::getHour() const
 {
-    formatText(text, "%02d:%02d:%02d", hour, minute, second);
-    return text;
+    DateText out;
+    out.time(*this);
+    return out.copyTo(text);
 }
 
 const char* QELDate::getODBCDate() const
 {
-    formatText(text, "%04d-%02d-%02d", static_cast<int>(year), month, day);
-    return text;
+    DateText out;
+    out.date(*this, '-');
+    return out.copyTo(text);
 }
 
+// The fraction is printed as printf's "%d" of its int value, so a fraction
+// above INT_MAX comes out negative.
 const char* QELDate::getODBCTimestamp() const
 {
-    if (fraction != 0)
-        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d.%d", static_cast<int>(year), month, day, hour, minute, second,
-                   static_cast<int>(fraction));
-    else
-        formatText(text, "%04d-%02d-%02d %02d:%02d:%02d", static_cast<int>(year), month, day, hour, minute, second);
-    return text;
+    DateText out;
+    out.date(*this, '-');
+    out.put(' ');
+    out.time(*this);
+    if (fraction != 0) {
+        out.put('.');
+        out.signedNumber(static_cast<int32_t>(fraction), 0);
+    }
+    return out.copyTo(text);
 }
 
+// "%04d-%2d-%02dT%02d:%02d:%02dZ": deliberately a blank, not a zero, before
+// a one-digit month. Never cut: the text is a string of its own.
 QELString QELDate::getXmlTimestamp() const
 {
-    char buf[48];
-    int n = snprintf(buf, sizeof buf, "%04d-%2d-%02dT%02d:%02d:%02dZ", static_cast<int>(year), month, day, hour, minute,
-                     second);
-    return QELString(buf, n);
+    DateText out;
+    out.signedNumber(year, 4);
+    out.put('-');
+    out.number(month, 2, ' ');
+    out.put('-');
+    out.number(day, 2, '0');
+    out.put('T');
+    out.time(*this);
+    out.put('Z');
+    return QELString(out.chars, static_cast<int>(out.length));
 }
 
 // --- System calls: clock, time zone and the system's calendar. ---

@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <initializer_list>
 #include <new>
 #include <random>
 #include <string>
@@ -602,6 +604,84 @@ TEST_F(QELDateTest, OversizedFieldsAreCutToTheBuffer)
     EXPECT_STREQ(d.getHour(), "65535:65535:65535");
     // The XML text is a string of its own and is not cut.
     EXPECT_STREQ(d.getXmlTimestamp().chars(), "-32768-65535-65535T65535:65535:65535Z");
+}
+
+// The texts as snprintf writes the fixed formats, cut to the 29 characters
+// of the date's buffer as the text forms are (the XML text is not cut).
+struct PrintfTexts {
+    std::string chars, hour, odbcDate, odbcTimestamp, xml;
+    explicit PrintfTexts(const TIMESTAMP_STRUCT& t)
+    {
+        const int y = t.year;
+        char full[64];
+        if (y == 0)
+            snprintf(full, sizeof full, "%02d:%02d:%02d", t.hour, t.minute, t.second);
+        else if (t.hour == 0 && t.minute == 0 && t.second == 0)
+            snprintf(full, sizeof full, "%04d/%02d/%02d", y, t.month, t.day);
+        else
+            snprintf(full, sizeof full, "%04d/%02d/%02d %02d:%02d:%02d", y, t.month, t.day, t.hour, t.minute,
+                     t.second);
+        chars = std::string(full).substr(0, 29);
+        snprintf(full, sizeof full, "%02d:%02d:%02d", t.hour, t.minute, t.second);
+        hour = std::string(full).substr(0, 29);
+        snprintf(full, sizeof full, "%04d-%02d-%02d", y, t.month, t.day);
+        odbcDate = std::string(full).substr(0, 29);
+        if (t.fraction != 0)
+            snprintf(full, sizeof full, "%04d-%02d-%02d %02d:%02d:%02d.%d", y, t.month, t.day, t.hour, t.minute,
+                     t.second, (int)t.fraction);
+        else
+            snprintf(full, sizeof full, "%04d-%02d-%02d %02d:%02d:%02d", y, t.month, t.day, t.hour, t.minute,
+                     t.second);
+        odbcTimestamp = std::string(full).substr(0, 29);
+        snprintf(full, sizeof full, "%04d-%2d-%02dT%02d:%02d:%02dZ", y, t.month, t.day, t.hour, t.minute, t.second);
+        xml = full;
+    }
+};
+
+// Picks a field value: mostly an ordinary one, often one where the width,
+// the padding or the sign changes, sometimes anything of the field's range.
+template <typename T>
+T pickField(std::mt19937& rng, std::initializer_list<long long> edges, long long ordinaryMax)
+{
+    switch (rng() % 4) {
+    case 0:
+        return (T)edges.begin()[rng() % edges.size()];
+    case 1:
+        return (T)rng(); // anything, wrapped into the field's width
+    default:
+        return (T)(rng() % (unsigned long long)(ordinaryMax + 1));
+    }
+}
+
+TEST_F(QELDateTest, TextFormsMatchPrintfOfTheFixedFormatsForRandomFields)
+{
+    std::mt19937 rng(1341);
+    for (int i = 0; i < 200000; i++) {
+        TIMESTAMP_STRUCT t;
+        t.year = pickField<int16_t>(rng, { 0, 1, 9, 10, 99, 100, 999, 1000, 9999, 10000, 32767, -1, -9, -10, -99,
+                                           -100, -999, -1000, -9999, -32768 },
+                                    9999);
+        t.month = pickField<uint16_t>(rng, { 0, 1, 9, 10, 12, 99, 100, 65535 }, 12);
+        t.day = pickField<uint16_t>(rng, { 0, 1, 9, 10, 31, 99, 100, 65535 }, 31);
+        t.hour = pickField<uint16_t>(rng, { 0, 9, 10, 23, 99, 100, 65535 }, 23);
+        t.minute = pickField<uint16_t>(rng, { 0, 9, 10, 59, 99, 100, 65535 }, 59);
+        t.second = pickField<uint16_t>(rng, { 0, 9, 10, 59, 99, 100, 65535 }, 59);
+        t.fraction = pickField<uint32_t>(rng, { 0, 1, 9, 10, 999, 1000, 2147483647, 2147483648u, 4294967295u }, 999);
+        if (i % 4 == 0) // midnight: the display text is the date alone
+            t.hour = t.minute = t.second = 0;
+        if (i % 7 == 0) // year 0: the display text is the time alone
+            t.year = 0;
+        const PrintfTexts expected(t);
+        QELDate d(t);
+        ASSERT_EQ(d.chars(), expected.chars) << i;
+        ASSERT_EQ(d.getHour(), expected.hour) << i;
+        ASSERT_EQ(d.getODBCDate(), expected.odbcDate) << i;
+        ASSERT_EQ(d.getODBCTimestamp(), expected.odbcTimestamp) << i;
+        const QELString xml = d.getXmlTimestamp();
+        ASSERT_EQ(xml.chars(), expected.xml) << i;
+        ASSERT_EQ(xml.length(), (int)expected.xml.size()) << i;
+        ASSERT_EQ(xml.alloc, expected.xml.size() + 1) << i;
+    }
 }
 
 // --- Parsing ---
