@@ -8,7 +8,9 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include <xercesc/dom/DOM.hpp>
@@ -61,6 +63,251 @@ DOMNode* findChild(DOMNode* node, const XMLCh* name, XMLSize_t length)
             return child;
     }
     return nullptr;
+}
+
+inline bool endsPiece(XMLCh unit)
+{
+    return unit == u'/' || unit == 0;
+}
+
+// The first child of `node` named by the piece at `piece`: the units before
+// the next "/" or the terminator (UTF-16 units, or ASCII bytes, which are
+// their own UTF-16 units). Sets `length` to the piece's length when found.
+// Each name is compared as the piece is read, so the path is read once.
+template <typename Unit>
+DOMNode* findPiece(DOMNode* node, const Unit* piece, size_t& length)
+{
+    for (DOMNode* child = node->getFirstChild(); child != nullptr; child = child->getNextSibling()) {
+        const XMLCh* name = child->getNodeName();
+        size_t i = 0;
+        while (!endsPiece(static_cast<XMLCh>(piece[i])) && name[i] == static_cast<XMLCh>(piece[i]))
+            i++;
+        if (endsPiece(static_cast<XMLCh>(piece[i])) && name[i] == 0) {
+            length = i;
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+// Steps down from `node` one child per "/"-separated piece of the terminated
+// `path`. An empty piece (an empty path, a leading, doubled or trailing "/")
+// matches nothing.
+template <typename Unit>
+DOMNode* walkPath(DOMNode* node, const Unit* path)
+{
+    for (;;) {
+        size_t length = 0;
+        node = findPiece(node, path, length);
+        if (node == nullptr || path[length] == 0)
+            return node;
+        path += length + 1;
+    }
+}
+
+// Whether the `length` bytes at `s` are all ASCII, checked eight at a time.
+bool isAscii(const char* s, size_t length)
+{
+    const uint64_t NOT_ASCII = 0x8080808080808080u;
+    uint64_t any = 0;
+    size_t i = 0;
+    for (uint64_t eight; i + 8 <= length; i += 8) {
+        memcpy(&eight, s + i, sizeof eight);
+        any |= eight;
+    }
+    for (; i < length; i++)
+        any |= static_cast<unsigned char>(s[i]);
+    return (any & NOT_ASCII) == 0;
+}
+
+// The node at `path` below the document's "Setup" element, or null. An
+// ASCII path (every path the library itself asks for) is matched as it
+// stands, with no conversion and no allocation; any other is converted to
+// UTF-16 first, through the string's own UTF-16 view. The test covers all
+// `len` bytes, also any after an embedded terminator: such a path takes the
+// conversion, which reads up to the terminator as the walk does.
+DOMNode* findSetting(DOMDocument* document, QELString& path)
+{
+    DOMNode* setup = findChild(document, SETUP_NAME, 5);
+    if (setup == nullptr)
+        return nullptr;
+    if (isAscii(path.p, static_cast<size_t>(path.len)))
+        return walkPath(setup, reinterpret_cast<const unsigned char*>(path.p));
+    DOMNode* found = walkPath(setup, toXMLCh(path.wchars()));
+    releaseWide(path);
+    return found;
+}
+
+// Calls `visit(units, length)` with each text value below `node` in
+// document order: the text and CDATA sections, through child elements and
+// entity references, leaving out comments and processing instructions.
+// Their concatenation is what DOM getTextContent gives for an element,
+// without the copy that Xerces makes in the document's own memory (kept
+// until the document goes) on every call. A value never holds a NUL unit
+// (the DOM takes every text as a terminated string), so its length is also
+// the terminated length that getTextContent counts.
+template <typename Visit>
+void forEachText(DOMNode* node, Visit& visit)
+{
+    for (DOMNode* child = node->getFirstChild(); child != nullptr; child = child->getNextSibling()) {
+        switch (child->getNodeType()) {
+        case DOMNode::TEXT_NODE:
+        case DOMNode::CDATA_SECTION_NODE: {
+            const DOMCharacterData* text = static_cast<const DOMCharacterData*>(child);
+            visit(text->getData(), text->getLength());
+            break;
+        }
+        case DOMNode::ELEMENT_NODE:
+        case DOMNode::ENTITY_REFERENCE_NODE:
+            forEachText(child, visit);
+            break;
+        default:
+            break;
+        }
+    }
+}
+
+// Whether the four units at `s` are all ASCII, tested as one word.
+inline bool fourAscii(const XMLCh* s)
+{
+    const uint64_t NOT_ASCII = 0xFF80FF80FF80FF80u;
+    uint64_t four;
+    memcpy(&four, s, sizeof four);
+    return (four & NOT_ASCII) == 0;
+}
+
+// How many of the `length` units at `s` are ASCII before the first that is
+// not, found four units at a time (so possibly up to three short).
+size_t asciiPrefix(const XMLCh* s, size_t length)
+{
+    size_t i = 0;
+    while (i + 4 <= length && fourAscii(s + i))
+        i += 4;
+    return i;
+}
+
+inline bool isSurrogate(uint32_t unit, uint32_t first)
+{
+    return unit - first < 0x400;
+}
+
+// False when a surrogate among the `length` units at `s` stands outside a
+// high-low pair.
+bool surrogatesPaired(const XMLCh* s, size_t length)
+{
+    for (size_t i = asciiPrefix(s, length); i < length; i++) {
+        if (s[i] - 0xD800u >= 0x800) // not a surrogate
+            continue;
+        if (!isSurrogate(s[i], 0xD800) || i + 1 == length || !isSurrogate(s[i + 1], 0xDC00))
+            return false;
+        i++;
+    }
+    return true;
+}
+
+// Writes the `length` units at `s`, whose surrogates are all paired, as
+// UTF-8 at `out`; returns the end of what it wrote.
+char* writeUtf8(const XMLCh* s, size_t length, char* out)
+{
+    size_t i = 0;
+    for (; i + 4 <= length && fourAscii(s + i); i += 4, out += 4) {
+        out[0] = static_cast<char>(s[i]);
+        out[1] = static_cast<char>(s[i + 1]);
+        out[2] = static_cast<char>(s[i + 2]);
+        out[3] = static_cast<char>(s[i + 3]);
+    }
+    for (; i < length; i++) {
+        uint32_t c = s[i];
+        if (c < 0x80) {
+            *out++ = static_cast<char>(c);
+            continue;
+        }
+        if (c < 0x800) {
+            *out++ = static_cast<char>(0xC0 | (c >> 6));
+        } else {
+            if (isSurrogate(c, 0xD800)) {
+                c = 0x10000 + ((c - 0xD800) << 10) + (s[++i] - 0xDC00u);
+                *out++ = static_cast<char>(0xF0 | (c >> 18));
+                *out++ = static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            } else {
+                *out++ = static_cast<char>(0xE0 | (c >> 12));
+            }
+            *out++ = static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        }
+        *out++ = static_cast<char>(0x80 | (c & 0x3F));
+    }
+    return out;
+}
+
+// The text values below an element (see forEachText), counted in one walk
+// of the DOM. The first few are held for writing, so that a setting's value
+// (one text node) is not looked up twice; any further ones are found again
+// by a second walk.
+class TextValues {
+public:
+    size_t units = 0;
+    bool paired = true;
+
+    explicit TextValues(DOMNode* element) : element(element) { forEachText(element, *this); }
+
+    void operator()(const XMLCh* value, size_t length)
+    {
+        if (found < HELD) {
+            values[found] = value;
+            lengths[found] = length;
+        }
+        found++;
+        units += length;
+        paired = paired && surrogatesPaired(value, length);
+    }
+
+    // Writes every value as UTF-8 at `out`; returns the end of what it wrote.
+    char* write(char* out) const
+    {
+        if (found > HELD) {
+            auto next = [&out](const XMLCh* value, size_t length) { out = writeUtf8(value, length, out); };
+            forEachText(element, next);
+            return out;
+        }
+        for (size_t i = 0; i < found; i++)
+            out = writeUtf8(values[i], lengths[i], out);
+        return out;
+    }
+
+private:
+    static constexpr size_t HELD = 4;
+    DOMNode* element;
+    size_t found = 0;
+    const XMLCh* values[HELD];
+    size_t lengths[HELD];
+};
+
+// The text below an element as the QELString constructor from 16-bit units
+// makes it (a block of 4 bytes per unit plus one, never shrunk), converted
+// here rather than through an ICU converter opened for every value.
+QELString utf8Text(const TextValues& text)
+{
+    QELString utf8;
+    if (text.units == 0)
+        return utf8;
+    utf8.resize(static_cast<unsigned int>(4 * text.units));
+    *text.write(utf8.lock()) = '\0';
+    utf8.unlock();
+    return utf8;
+}
+
+// The text content of `node` as a new string.
+QELString textContent(DOMNode* node)
+{
+    if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
+        const TextValues text(node);
+        if (text.paired)
+            return utf8Text(text);
+    }
+    // Anything else a path can name (a text node named "#text", a
+    // processing instruction) and a lone surrogate take the DOM's own road.
+    const XMLCh* content = node->getTextContent();
+    return content == nullptr ? getEmptyTString() : fromXMLCh(content);
 }
 
 // Notes whether the parser met an error. Without a handler the parser stops
@@ -361,13 +608,10 @@ bool QELSetup::write()
 QELString QELSetup::getValue(QELString path)
 {
     try {
-        DOMNode* node = findNode(path);
+        DOMNode* node = findSetting(document, path);
         if (node == nullptr)
             return getEmptyTString();
-        const XMLCh* content = node->getTextContent();
-        if (content == nullptr)
-            return getEmptyTString();
-        return fromXMLCh(content);
+        return textContent(node);
     } catch (...) {
         return getEmptyTString();
     }
@@ -376,7 +620,7 @@ QELString QELSetup::getValue(QELString path)
 bool QELSetup::setValue(QELString path, QELString value)
 {
     try {
-        DOMNode* node = findNode(path);
+        DOMNode* node = findSetting(document, path);
         if (node == nullptr)
             return false;
         node->setTextContent(toXMLCh(value.wchars()));
@@ -390,26 +634,7 @@ bool QELSetup::setValue(QELString path, QELString value)
 
 DOMNode* QELSetup::findNode(QELString path)
 {
-    DOMNode* node = findChild(document, SETUP_NAME, 5);
-    if (node == nullptr)
-        return nullptr;
-    const XMLCh* w = toXMLCh(path.wchars());
-    DOMNode* found = nullptr;
-    // Step down one element per "/"-separated piece; an empty piece (an
-    // empty path, a leading, doubled or trailing "/") matches nothing.
-    const XMLCh* piece = w;
-    for (const XMLCh* q = w;; q++) {
-        if (*q == u'/' || *q == 0) {
-            node = findChild(node, piece, (XMLSize_t)(q - piece));
-            if (node == nullptr || *q == 0) {
-                found = node;
-                break;
-            }
-            piece = q + 1;
-        }
-    }
-    releaseWide(path);
-    return found;
+    return findSetting(document, path);
 }
 
 DOMNode* QELSetup::findSubNode(DOMNode* node, QELString name)

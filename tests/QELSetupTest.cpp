@@ -669,4 +669,129 @@ TEST_F(QELSetupTest, RandomDocumentsAnswerAsTheModelTree)
     }
 }
 
+// --- Values against the DOM's own text content ---
+
+// The node at `path` found the plain way: the path converted to UTF-16 as a
+// whole, split at "/", each piece compared with the children's names.
+DOMNode* domFind(DOMDocument* document, const char* path)
+{
+    QELString text(path);
+    std::u16string wide(reinterpret_cast<const char16_t*>(text.wchars()));
+    DOMNode* node = document;
+    std::vector<std::u16string> pieces = { u"Setup" };
+    for (size_t start = 0;;) {
+        size_t slash = wide.find(u'/', start);
+        pieces.push_back(wide.substr(start, slash == std::u16string::npos ? slash : slash - start));
+        if (slash == std::u16string::npos)
+            break;
+        start = slash + 1;
+    }
+    for (const std::u16string& piece : pieces) {
+        DOMNode* child = node->getFirstChild();
+        while (child != nullptr && !XMLString::equals(child->getNodeName(), piece.c_str()))
+            child = child->getNextSibling();
+        if (child == nullptr)
+            return nullptr;
+        node = child;
+    }
+    return node;
+}
+
+// getValue's answer must be the node's DOM text content as the QELString
+// constructor from 16-bit units converts it: the same bytes, length and
+// block size.
+void expectDomTextContent(QELSetup& setup, const char* path)
+{
+    DOMNode* node = domFind(setup.document, path);
+    const QELString expected =
+        node == nullptr ? getEmptyTString() : QELString(reinterpret_cast<const uchar*>(node->getTextContent()));
+    const QELString got = setup.getValue(QELString(path));
+    EXPECT_EQ(std::string(got.p, (size_t)got.len), std::string(expected.p, (size_t)expected.len)) << path;
+    EXPECT_EQ(got.len, expected.len) << path;
+    EXPECT_EQ(got.alloc, expected.alloc) << path;
+}
+
+// Random content: nested elements with ASCII and non-ASCII names, text of
+// every UTF-8 length (a character outside the BMP among them), CDATA,
+// comments, processing instructions and entity references, one of them
+// expanding to an element.
+std::string randomContent(std::mt19937& rng, int depth)
+{
+    static const char* const names[] = { "A", "B", "Caf\xc3\xa9", "\xe5\x90\x8d", "pi" };
+    static const char* const pieces[] = {
+        "x", " v ", "caf\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80", "a&lt;b&amp;", "\n  ",
+        "<![CDATA[<c>\xc3\xa9]]>", "<!-- note -->", "<?pi data \xc3\xa9?>", "&e;", "&f;",
+    };
+    std::string s;
+    const int count = (int)(rng() % 5);
+    for (int i = 0; i < count; i++) {
+        if (depth < 3 && rng() % 3 == 0) {
+            const std::string name = names[rng() % 5];
+            s += "<" + name + ">" + randomContent(rng, depth + 1) + "</" + name + ">";
+        } else {
+            s += pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+        }
+    }
+    return s;
+}
+
+TEST_F(QELSetupTest, ValuesAreTheDomTextContentForRandomDocumentsAndPaths)
+{
+    // Paths name elements, and also text, comment and CDATA nodes,
+    // processing instructions and entity references, whose content is
+    // their own.
+    static const char* const pieces[] = {
+        "A", "B", "Caf\xc3\xa9", "\xe5\x90\x8d", "pi", "e", "f", "#text", "#comment", "#cdata-section", "",
+    };
+    std::mt19937 rng(1864);
+    const std::string file = path("random.xml");
+    for (int round = 0; round < 60; round++) {
+        writeFile("random.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                "<!DOCTYPE Root [<!ENTITY e \"ent\xc3\xa9\"><!ENTITY f \"f<B>b&e;</B>g\">]>\n"
+                                "<Setup>" +
+                                    randomContent(rng, 0) + "</Setup>\n");
+        QELSetup setup(QELString(file.c_str()));
+        ASSERT_TRUE(setup.read());
+        for (int i = 0; i < 100; i++) {
+            std::string key = pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+            for (int more = (int)(rng() % 3); more > 0; more--)
+                key += std::string("/") + pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+            expectDomTextContent(setup, key.c_str());
+        }
+    }
+}
+
+TEST_F(QELSetupTest, UnpairedSurrogatesInTextAreConvertedAsFromAnyOther16BitText)
+{
+    QELSetup setup(QELString(writeFile("QELSetup.xml", SAMPLE).c_str()));
+    ASSERT_TRUE(setup.read());
+    DOMNode* home = setup.findNode(QELString("Directory/Home"));
+    ASSERT_NE(home, nullptr);
+    const char16_t* const texts[] = {
+        u"a\xD800z", // a high surrogate alone
+        u"a\xDC00z", // a low surrogate alone
+        u"\xDE00\xD83D", // the two halves in the wrong order
+        u"\xD83D", // a high surrogate at the end
+        u"\xD83D\xDE00", // a pair
+    };
+    for (const char16_t* text : texts) {
+        home->setTextContent(text);
+        expectDomTextContent(setup, "Directory/Home");
+        expectDomTextContent(setup, "Directory");
+    }
+    // A pair split over two text nodes is a pair in the text content.
+    home->setTextContent(u"x\xD83D");
+    home->appendChild(setup.document->createTextNode(u"\xDE00y"));
+    expectDomTextContent(setup, "Directory/Home");
+    EXPECT_EQ(value(setup, "Directory/Home"), "x\xf0\x9f\x98\x80y");
+}
+
+TEST_F(QELSetupTest, AnEmbeddedTerminatorEndsThePath)
+{
+    QELSetup setup(QELString(writeFile("QELSetup.xml", SAMPLE).c_str()));
+    ASSERT_TRUE(setup.read());
+    EXPECT_EQ(std::string(setup.getValue(QELString("Log/LogLevel\0/X", 15)).chars()), " 3 ");
+    EXPECT_EQ(std::string(setup.getValue(QELString("Log\0/LogLevel", 12)).chars()), " 3 ");
+}
+
 } // namespace
