@@ -290,7 +290,8 @@ namespace {
 // ("%02d", "%2d", "%04d", "%d"), digit by digit into a stack buffer: the
 // forms are written on every log record, and printf's format parsing and
 // locale handling cost several times the digits themselves. The buffer holds
-// the longest form of any field values (47 characters).
+// the longest form of any field values: 48 characters, the ODBC timestamp of
+// year -32768, every other field 65535 and the fraction 2^31.
 class DateText {
 public:
     // `value` right-aligned in at least `width` characters, `pad` before it.
