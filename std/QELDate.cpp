@@ -1,6 +1,7 @@
 // QELDate: dates and times, their ODBC structures, text forms and seconds.
 #include "QELDate.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -431,6 +432,58 @@ QELString QELDate::getXmlTimestamp() const
 // Values far enough out that the year could leave gmtime's int range
 // (about +-3.5e13 years) go to gmtime_r itself, which gives gmtime's result
 // and its failure.
+namespace {
+
+// A calendar date packed into one word: bit 63 set when filled, bits 25-56
+// the day number since the epoch, 9-24 the year, 5-8 the month, 0-4 the day.
+const int PACKED_DAY_NUMBER = 25, PACKED_YEAR = 9, PACKED_MONTH = 5;
+const uint64_t PACKED_FILLED = uint64_t(1) << 63;
+
+// The last day converted, for the next conversion of the same day: clock
+// readings (log events) fall on the same day again and again, and the civil
+// calculation is the dearest part of a conversion. One word, so that threads
+// share it without a lock; only day numbers that fit 32 bits and years from
+// 0 to 65535 are kept.
+std::atomic<uint64_t> lastCalendarDay(0);
+
+struct CivilDate {
+    long year, month, day;
+};
+
+// Days since 1970-01-01 to the proleptic Gregorian date, in eras of 400
+// years (146097 days) counted from 0000-03-01.
+CivilDate civilFromDays(long days)
+{
+    const long z = days + 719468;
+    const long era = (z >= 0 ? z : z - 146096) / 146097;
+    const long doe = z - era * 146097;                                      // [0, 146096]
+    const long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365; // [0, 399]
+    const long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);               // [0, 365]
+    const long mp = (5 * doy + 2) / 153;                                    // [0, 11], March first
+    const long d = doy - (153 * mp + 2) / 5 + 1;                            // [1, 31]
+    const long m = mp < 10 ? mp + 3 : mp - 9;                               // [1, 12]
+    return { yoe + era * 400 + (m <= 2 ? 1 : 0), m, d };
+}
+
+CivilDate civilFromDaysRemembered(long days)
+{
+    const uint64_t last = lastCalendarDay.load(std::memory_order_relaxed);
+    const uint64_t dayNumber = static_cast<uint32_t>(days);
+    if ((last & PACKED_FILLED) != 0 && ((last >> PACKED_DAY_NUMBER) & 0xffffffffu) == dayNumber)
+        return { static_cast<long>((last >> PACKED_YEAR) & 0xffff), static_cast<long>((last >> PACKED_MONTH) & 0xf),
+                 static_cast<long>(last & 0x1f) };
+    const CivilDate date = civilFromDays(days);
+    if (days == static_cast<int32_t>(days) && date.year >= 0 && date.year <= 0xffff)
+        lastCalendarDay.store(PACKED_FILLED | dayNumber << PACKED_DAY_NUMBER
+                                  | static_cast<uint64_t>(date.year) << PACKED_YEAR
+                                  | static_cast<uint64_t>(date.month) << PACKED_MONTH
+                                  | static_cast<uint64_t>(date.day),
+                              std::memory_order_relaxed);
+    return date;
+}
+
+} // namespace
+
 void QELDate::setDate(long seconds)
 {
     const long LIMIT = 1L << 50; // about 35 million years either way
@@ -450,24 +503,16 @@ void QELDate::setDate(long seconds)
         rem += SECONDS_PER_DAY;
         days--;
     }
-    // Days since 0000-03-01 in eras of 400 years (146097 days each).
-    const long z = days + 719468;
-    const long era = (z >= 0 ? z : z - 146096) / 146097;
-    const long doe = z - era * 146097;                                      // [0, 146096]
-    const long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365; // [0, 399]
-    const long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);               // [0, 365]
-    const long mp = (5 * doy + 2) / 153;                                    // [0, 11], March first
-    const long d = doy - (153 * mp + 2) / 5 + 1;                            // [1, 31]
-    const long m = mp < 10 ? mp + 3 : mp - 9;                               // [1, 12]
-    const long y = yoe + era * 400 + (m <= 2 ? 1 : 0);
-    tm g = {};
-    g.tm_year = static_cast<int>(y - TM_YEAR_BASE);
-    g.tm_mon = static_cast<int>(m - 1);
-    g.tm_mday = static_cast<int>(d);
-    g.tm_hour = static_cast<int>(rem / SECONDS_PER_HOUR);
-    g.tm_min = static_cast<int>(rem % SECONDS_PER_HOUR / 60);
-    g.tm_sec = static_cast<int>(rem % 60);
-    setFromTm(this, &g);
+    const CivilDate date = civilFromDaysRemembered(days);
+    // The year wraps as setFromTm's does, for years beyond 16 bits.
+    year = static_cast<int16_t>(static_cast<unsigned long>(date.year));
+    month = static_cast<uint16_t>(date.month);
+    day = static_cast<uint16_t>(date.day);
+    hour = static_cast<uint16_t>(rem / SECONDS_PER_HOUR);
+    minute = static_cast<uint16_t>(rem % SECONDS_PER_HOUR / 60);
+    second = static_cast<uint16_t>(rem % 60);
+    fraction = 0;
+    isNull = false;
 }
 
 void QELDate::setDate()

@@ -10,6 +10,7 @@
 #include <string.h>
 #include <time.h>
 #include <iostream>
+#include <typeinfo>
 
 #include "QELAssert.h"
 #include "QELConfiguration.h"
@@ -71,29 +72,72 @@ inline char* put(char* out, const char* s, size_t n)
 
 } // namespace
 
-// Text form. The level is checked here; the record is sized once.
+namespace {
+
+// The text record of an event whose level is valid: the level prefix, the
+// message and a line feed, then the stack trace and a line feed when there is
+// one. Measured once, then written without terminator.
+struct TextRecordSize {
+    size_t prefix;
+    size_t total;
+};
+
+TextRecordSize measureTextRecord(const QELLogEvent& event)
+{
+    TextRecordSize size;
+    size.prefix = strlen(MESSAGE_TEXT_TYPES[event.type]);
+    size.total = size.prefix + static_cast<size_t>(event.message.len) + 1;
+    if (event.stackTrace.len != 0)
+        size.total += static_cast<size_t>(event.stackTrace.len) + 1;
+    return size;
+}
+
+char* textRecordInto(char* q, const QELLogEvent& event, const TextRecordSize& size)
+{
+    q = put(q, MESSAGE_TEXT_TYPES[event.type], size.prefix);
+    q = put(q, event.message.p, static_cast<size_t>(event.message.len));
+    *q++ = '\n';
+    if (event.stackTrace.len != 0) {
+        q = put(q, event.stackTrace.p, static_cast<size_t>(event.stackTrace.len));
+        *q++ = '\n';
+    }
+    return q;
+}
+
+// The length of a text record up to its first NUL, found in the event's
+// message or stack trace rather than in the record just written.
+size_t textRecordLengthToNul(const QELLogEvent& event, const TextRecordSize& size)
+{
+    const QELString* parts[] = { &event.message, &event.stackTrace };
+    size_t offset = size.prefix;
+    for (const QELString* part : parts) {
+        const void* nul = part->len != 0 ? memchr(part->p, '\0', static_cast<size_t>(part->len)) : NULL;
+        if (nul != NULL)
+            return offset + static_cast<size_t>(static_cast<const char*>(nul) - part->p);
+        offset += static_cast<size_t>(part->len) + 1;
+    }
+    return size.total;
+}
+
+bool isValidLevel(int type)
+{
+    return type >= QEL_LOG_LEVEL_LOWEST && type <= QEL_LOG_LEVEL_HIGHEST;
+}
+
+} // namespace
+
+// Text form. The level is checked here; the record is sized once. Deliberate:
+// the result ends at the record's first NUL (unlock measures it), so a NUL in
+// the message cuts the record there.
 QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent& event)
 {
     QEL_OPERATION("virtual QELString QELLogEventTextFormatter::formatEvent(const QELLogEvent&)");
-    if (event.type < QEL_LOG_LEVEL_LOWEST || event.type > QEL_LOG_LEVEL_HIGHEST)
+    if (!isValidLevel(event.type))
         QEL_ASSERT_AT(0, 135);
-    const size_t prefixLen = strlen(MESSAGE_TEXT_TYPES[event.type]);
-    const size_t messageLen = static_cast<size_t>(event.message.len);
-    const size_t traceLen = static_cast<size_t>(event.stackTrace.len);
-    size_t total = prefixLen + messageLen + 1;
-    if (traceLen != 0)
-        total += traceLen + 1;
+    const TextRecordSize size = measureTextRecord(event);
     QELString result;
-    result.resize(static_cast<unsigned>(total));
-    char* q = result.lock();
-    q = put(q, MESSAGE_TEXT_TYPES[event.type], prefixLen);
-    q = put(q, event.message.p, messageLen);
-    *q++ = '\n';
-    if (traceLen != 0) {
-        q = put(q, event.stackTrace.p, traceLen);
-        *q++ = '\n';
-    }
-    *q = '\0';
+    result.resize(static_cast<unsigned>(size.total));
+    *textRecordInto(result.lock(), event, size) = '\0';
     result.unlock(false);
     return result;
 }
@@ -197,7 +241,7 @@ size_t writeFrameHeader(char* q, size_t size)
 QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent& event)
 {
     QEL_OPERATION("virtual QELString QELLogEventXmlFormatter::formatEvent(const QELLogEvent&)");
-    if (event.type < QEL_LOG_LEVEL_LOWEST || event.type > QEL_LOG_LEVEL_HIGHEST)
+    if (!isValidLevel(event.type))
         QEL_ASSERT_AT(0, 166);
     const XmlRecord record(event);
     // The frame counts the record's bytes, its final line feed included.
@@ -265,11 +309,44 @@ void QELLog::setLogLevel(int level)
     logLevel = level;
 }
 
+namespace {
+
+// Text records up to this size are formatted on the stack by QELLog::log.
+const size_t STACK_TEXT_RECORD = 1024;
+
+// The common case of a text sink, without a heap block: when `formatter` is
+// exactly the library's text formatter (not a subclass, which may format
+// otherwise) and the record is short, the record is written into a stack
+// buffer and printed through a string that wraps it, ending at its first NUL
+// as formatEvent's result does. Returns false, having done nothing, for every
+// other case, which then takes the virtual call; that includes an invalid
+// level, so that formatEvent reports it.
+bool printShortTextRecord(QELLogEventFormatter* formatter, QELLogEventPrinter* printer, const QELLogEvent& event)
+{
+    if (printer == NULL || typeid(*formatter) != typeid(QELLogEventTextFormatter) || !isValidLevel(event.type))
+        return false;
+    const TextRecordSize size = measureTextRecord(event);
+    if (size.total >= STACK_TEXT_RECORD)
+        return false;
+    char record[STACK_TEXT_RECORD];
+    *textRecordInto(record, event, size) = '\0';
+    QELString text;
+    text.p = record;
+    text.len = static_cast<int>(textRecordLengthToNul(event, size));
+    text.alloc = 0; // wraps the stack buffer: the destructor frees nothing
+    printer->printEvent(text);
+    return true;
+}
+
+} // namespace
+
 void QELLog::log(const QELLogEvent& event)
 {
     if (event.type > logLevel)
         return;
     if (formatter == NULL)
+        return;
+    if (printShortTextRecord(formatter, printer, event))
         return;
     QELString text = formatter->formatEvent(event);
     if (printer != NULL)

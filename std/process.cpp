@@ -42,7 +42,7 @@ static int findNameEnd(const QELString& line, const QELString& name)
 }
 
 // ---------------------------------------------------------------------------
-// System calls: ps through popen, fork/execv, pipes, threads.
+// System calls: ps through popen, vfork/execv, pipes, threads.
 // ---------------------------------------------------------------------------
 
 // The first line of `command`'s output as the ps accessors read it: at most
@@ -266,9 +266,9 @@ struct ChildPipes {
 
 } // namespace
 
-// The child's side of the fork: only async-signal-safe calls (chdir, close,
-// dup2, execv, _exit), since the parent may have other threads. Output goes
-// to the error pipe as well when `joined`.
+// The child's side of the vfork: only system calls (chdir, close, dup2,
+// execv, _exit), since it shares the parent's memory and the parent may have
+// other threads. Output goes to the error pipe as well when `joined`.
 [[noreturn]] static void runChild(const char* program, char** vector, const ChildPipes& pipes, bool joined,
                                   const char* directory)
 {
@@ -282,10 +282,49 @@ struct ChildPipes {
     close(pipes.err[0]);
     dup2(pipes.err[1], 2);
     execv(program, vector);
-    // _exit, not exit: the child shares the parent's stdio buffers and
-    // static objects; exit would flush and destroy them a second time.
+    // _exit, not exit: the child shares the parent's memory, stdio buffers
+    // and static objects; exit would flush and destroy them in the parent.
     // -1 is seen by the parent as exit code 255.
     _exit(-1);
+}
+
+// Sets every handler the caller installed back to the default; ignored
+// signals stay ignored. execv does the same to the program; before it, in a
+// child that borrows the parent's memory, no handler of the parent may run.
+static void resetSignalHandlers()
+{
+    struct sigaction byDefault;
+    memset(&byDefault, 0, sizeof byDefault);
+    byDefault.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; number++) {
+        struct sigaction current;
+        if (sigaction(number, NULL, &current) == 0 && current.sa_handler != SIG_DFL && current.sa_handler != SIG_IGN)
+            sigaction(number, &byDefault, NULL);
+    }
+}
+
+// Starts the child with vfork: it borrows the parent's memory, and the
+// calling thread waits until the child has called execv or _exit, so a start
+// costs no copy of the parent's page tables (fork pays that in proportion to
+// the parent's size). Deliberate: the child makes only system calls and
+// writes nothing but its own stack frames; every signal is blocked from
+// before the vfork until the child has reset the caller's handlers, then the
+// child takes the caller's mask back, which execv hands on to the program as
+// it would after fork.
+static pid_t startChild(const char* program, char** vector, const ChildPipes& pipes, bool joined,
+                        const char* directory)
+{
+    sigset_t everySignal, callerMask;
+    sigfillset(&everySignal);
+    pthread_sigmask(SIG_SETMASK, &everySignal, &callerMask);
+    pid_t child = vfork();
+    if (child == 0) {
+        resetSignalHandlers();
+        sigprocmask(SIG_SETMASK, &callerMask, NULL);
+        runChild(program, vector, pipes, joined, directory);
+    }
+    pthread_sigmask(SIG_SETMASK, &callerMask, NULL);
+    return child;
 }
 
 // Waits for the child through interruptions; stores its raw wait status in
@@ -334,16 +373,13 @@ static void collectOutput(ChildPipes& pipes, pid_t child, int* status, QELString
 bool exec(QELString command, int argc, QELString* argv, int* status, QELString input, QELString* out, QELString* err,
           QELLog* log, const char* directory, bool detached)
 {
-    // Everything the child needs is made before the fork: after it, in a
-    // process that may have other threads, the child may only make
-    // async-signal-safe calls.
+    // Everything the child needs is made before the vfork: after it the
+    // child may only make system calls.
     char** vector = argumentVector(command, argc, argv);
     const bool joined = out == err;
     ChildPipes pipes;
 
-    pid_t child = fork();
-    if (child == 0)
-        runChild(command.p, vector, pipes, joined, directory);
+    pid_t child = startChild(command.p, vector, pipes, joined, directory);
     if (child < 0) {
         pipes.closeAll();
         free(vector);

@@ -235,6 +235,51 @@ TEST(QELLogTest, TextFormatOfErrorWithAndWithoutStackTrace)
     EXPECT_EQ("<DEBUG>   \n", str(formatter.formatEvent(event("", 6))));
 }
 
+// A text sink writes what its formatter's formatEvent returns, whichever
+// way it gets there: records short and long, with a NUL in the message or
+// the stack trace (the record ends there), with and without a stack trace.
+TEST(QELLogTest, TextSinkWritesExactlyWhatTheFormatterReturns)
+{
+    const std::string longMessage(5000, 'x');
+    const QELLogEvent events[] = {
+        event("disk full", 2),
+        event("disk full", 2, "E42", "at main\n  at f"),
+        event("", 6),
+        event(longMessage.c_str(), 3),
+        event("m", 1, "", longMessage.c_str()),
+        QELLogEvent(QELString("ab\0cd", 5), QELString(), 2, QELString("trace")),
+        QELLogEvent(QELString("ab"), QELString(), 4, QELString("t\0u", 3)),
+        QELLogEvent(QELString("\0", 1), QELString(), 0, QELString()),
+    };
+    QELLogEventTextFormatter formatter;
+    for (const QELLogEvent& e : events) {
+        std::ostringstream out;
+        QELTextLog log(out);
+        log.setLogLevel(6);
+        log.log(e);
+        EXPECT_EQ(str(formatter.formatEvent(e)), out.str());
+    }
+    std::ostringstream cut;
+    QELTextLog log(cut);
+    log.setLogLevel(6);
+    log.log(QELLogEvent(QELString("ab\0cd", 5), QELString(), 2, QELString("trace")));
+    EXPECT_EQ("<ERROR>   ab", cut.str());
+}
+
+// A formatter derived from the text formatter is asked for every record.
+TEST(QELLogTest, TextSinkUsesADerivedFormattersOwnText)
+{
+    struct Shouting : QELLogEventTextFormatter {
+        QELString formatEvent(const QELLogEvent&) override { return QELString("LOUD\n"); }
+    } shouting;
+    std::ostringstream out;
+    QELTextLog log(out);
+    log.setLogLevel(6);
+    log.formatter = &shouting;
+    log.log(event("quiet", 5));
+    EXPECT_EQ("LOUD\n", out.str());
+}
+
 TEST(QELLogTest, XmlRecordOfSimpleEvent)
 {
     QELLogEventXmlFormatter formatter;
@@ -528,6 +573,9 @@ TEST_F(QELLogDeathTest, TextFormatterRejectsInvalidLevel)
     // Through a sink: -1 passes every level filter of 0 or more.
     QELBufferedTextLog log;
     EXPECT_DEATH(log.log(event("m", -1)), report);
+    std::ostringstream out;
+    QELTextLog streamLog(out);
+    EXPECT_DEATH(streamLog.log(event("m", -1)), report);
 }
 
 TEST_F(QELLogDeathTest, XmlFormatterRejectsInvalidLevel)

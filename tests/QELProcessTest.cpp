@@ -418,6 +418,62 @@ TEST(QELProcessTest, ChildThatDoesNotReadItsInputDoesNotKillTheCaller)
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
 }
 
+namespace {
+
+// The bits of one "Sig...:" line of a /proc status text.
+unsigned long long signalField(const std::string& status, const std::string& name)
+{
+    size_t at = status.find(name + ":\t");
+    return at == std::string::npos ? ~0ULL : std::stoull(status.substr(at + name.size() + 2, 16), nullptr, 16);
+}
+
+unsigned long long signalBit(int number)
+{
+    return 1ULL << (number - 1);
+}
+
+void noteSignal(int)
+{
+}
+
+} // namespace
+
+// The program starts with the caller's signal mask and ignored signals, as
+// after fork and execv, and no handler of the caller; the caller's own mask
+// and handlers are as they were.
+TEST(QELProcessTest, ChildStartsWithTheCallersMaskAndIgnoredSignals)
+{
+    sigset_t usr1, before, during;
+    sigemptyset(&usr1);
+    sigaddset(&usr1, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &usr1, &before);
+    struct sigaction ignore = {}, handle = {}, oldUsr2, oldHup, hupAfter;
+    ignore.sa_handler = SIG_IGN;
+    handle.sa_handler = noteSignal;
+    sigaction(SIGUSR2, &ignore, &oldUsr2);
+    sigaction(SIGHUP, &handle, &oldHup);
+
+    QELString out, err;
+    QELString args[] = {QELString("^Sig"), QELString("/proc/self/status")};
+    int status = -1;
+    EXPECT_TRUE(launchInSeparateProcess(QELString("/bin/grep"), 2, args, &status, emptyString, &out, &err, nullptr,
+                                        nullptr));
+    pthread_sigmask(SIG_SETMASK, nullptr, &during);
+    sigaction(SIGHUP, nullptr, &hupAfter);
+    sigaction(SIGUSR2, &oldUsr2, nullptr);
+    sigaction(SIGHUP, &oldHup, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+
+    EXPECT_EQ(0, status);
+    const std::string text(out.p, static_cast<size_t>(out.len));
+    EXPECT_EQ(signalBit(SIGUSR1), signalField(text, "SigBlk") & signalBit(SIGUSR1)) << text;
+    EXPECT_EQ(signalBit(SIGUSR2), signalField(text, "SigIgn") & signalBit(SIGUSR2)) << text;
+    EXPECT_EQ(0u, signalField(text, "SigCgt") & signalBit(SIGHUP)) << text;
+    EXPECT_EQ(1, sigismember(&during, SIGUSR1));
+    EXPECT_EQ(0, sigismember(&during, SIGHUP));
+    EXPECT_EQ(reinterpret_cast<void*>(noteSignal), reinterpret_cast<void*>(hupAfter.sa_handler));
+}
+
 TEST(QELProcessTest, JoinedOutputArrivesInErrorInWritingOrder)
 {
     QELString both;
@@ -677,9 +733,10 @@ bool forbidForks()
 {
     struct sock_filter filter[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone, 3, 0),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone3, 2, 0),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fork, 1, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone, 4, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone3, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fork, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_vfork, 1, 0),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
     };
