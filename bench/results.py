@@ -79,13 +79,13 @@ SECTIONS = [
      "from a struct tm (the fraction by hand), snprintf of the same format beside; CPU time", [
         ("parse \"2006-03-05 14:07:09.123\"", "BM_Date_parse/qel", "BM_Date_parse/strptime",
          ["BM_Date_parse/poco"]),
-        ("chars()", "BM_Date_chars/qel", "BM_Date_chars/strftime", ["BM_Date_chars/snprintf"]),
-        ("getHour()", "BM_Date_getHour/qel", "BM_Date_getHour/strftime", ["BM_Date_getHour/snprintf"]),
-        ("getODBCDate()", "BM_Date_getODBCDate/qel", "BM_Date_getODBCDate/strftime",
+        ("chars()", "BM_Date_chars/qel", "BM_Date_chars/strftime", 0.67, ["BM_Date_chars/snprintf"]),
+        ("getHour()", "BM_Date_getHour/qel", "BM_Date_getHour/strftime", 0.67, ["BM_Date_getHour/snprintf"]),
+        ("getODBCDate()", "BM_Date_getODBCDate/qel", "BM_Date_getODBCDate/strftime", 0.67,
          ["BM_Date_getODBCDate/snprintf"]),
-        ("getODBCTimestamp()", "BM_Date_getODBCTimestamp/qel", "BM_Date_getODBCTimestamp/strftime",
+        ("getODBCTimestamp()", "BM_Date_getODBCTimestamp/qel", "BM_Date_getODBCTimestamp/strftime", 0.67,
          ["BM_Date_getODBCTimestamp/snprintf"]),
-        ("getXmlTimestamp()", "BM_Date_getXmlTimestamp/qel", "BM_Date_getXmlTimestamp/strftime",
+        ("getXmlTimestamp()", "BM_Date_getXmlTimestamp/qel", "BM_Date_getXmlTimestamp/strftime", 0.67,
          ["BM_Date_getXmlTimestamp/snprintf"]),
     ]),
     ("Files", "std::getline on 100 MB of mixed lines; CPU time per pass", [
@@ -98,7 +98,7 @@ SECTIONS = [
         ("load with a 2 KB setup file", "BM_Setup_load/qel", "BM_Setup_load/xerces", []),
         ("QELSetup::read + 20 getValue", "BM_Setup_read20/qel", "BM_Setup_read20/xerces",
          ["BM_Setup_read20/poco"]),
-        ("20 getValue on a document already read", "BM_Setup_lookup20/qel", "BM_Setup_lookup20/poco", []),
+        ("20 getValue on a document already read", "BM_Setup_lookup20/qel", "BM_Setup_lookup20/poco", 1.0, []),
     ]),
     ("Processes", "hand-written posix_spawn or fork/execv with pipes and reader threads (POCO "
      "Process::launch, QProcess beside); wall time", [
