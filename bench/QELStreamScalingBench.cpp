@@ -53,9 +53,8 @@ template <typename Run> void measure(benchmark::State& state, Run run)
     resetPeakResident();
     for (auto _ : state)
         run(megabytes);
-    state.counters["seconds_per_MB"] = benchmark::Counter(
-        static_cast<double>(state.iterations() * megabytes),
-        benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["seconds_per_MB"] = benchmark::Counter(static_cast<double>(state.iterations() * megabytes),
+                                                          benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.counters["peak_rss_MB"] = peakResidentMegabytes();
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * megabytes * MEGABYTE));
 }
@@ -72,8 +71,8 @@ struct LogBlock {
     {
         std::mt19937 rng(2024);
         QELLogEventXmlFormatter formatter;
-        static const char* const words[] = { "connection", "to", "<server>", "failed", "&", "retrying",
-                                             "in", "\"5\"", "seconds", "caf\xc3\xa9", "\t", "ok" };
+        static const char* const words[] = { "connection", "to",    "<server>", "failed",      "&",  "retrying",
+                                             "in",         "\"5\"", "seconds",  "caf\xc3\xa9", "\t", "ok" };
         for (;;) {
             std::string message;
             for (int i = 0, n = 4 + static_cast<int>(rng() % 20); i < n; i++)
@@ -106,7 +105,7 @@ const LogBlock& logBlock()
 class CountingDeserializer : public QELLogDeserializer {
 public:
     size_t events = 0;
-    CountingDeserializer() : QELLogDeserializer(NULL) {}
+    CountingDeserializer() : QELLogDeserializer(NULL) { }
     void processEvent(const QELLogEvent& event) override { events += static_cast<size_t>(event.type) + 1; }
 };
 
@@ -172,8 +171,8 @@ public:
 
     explicit LineFile(size_t megabytes)
     {
-        path = (std::filesystem::temp_directory_path() /
-                ("qel_bench_scaling_" + std::to_string(::getpid()) + "_" + std::to_string(megabytes) + ".txt"))
+        path = (std::filesystem::temp_directory_path()
+                / ("qel_bench_scaling_" + std::to_string(::getpid()) + "_" + std::to_string(megabytes) + ".txt"))
                    .string();
         std::string block = mixedLines();
         std::ofstream out(path, std::ios::binary);

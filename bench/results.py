@@ -202,13 +202,13 @@ def goal_cell(ratio, goal):
     return f"≤ {goal:.2f}x ({met})"
 
 
-def load_why(notes):
-    """{"Section: workload": (text, is_design)} from the lines of NOTES.md that read
-    "- Section: workload: why", "[design]" at the start of why marking a cost of the
+def load_why(path):
+    """{"Section: workload": (text, is_design)} from the lines of WHY.md that read
+    "- Section: workload :: why", "[design]" at the start of why marking a cost of the
     library's described design."""
     why = {}
-    if os.path.exists(notes):
-        with open(notes) as f:
+    if os.path.exists(path):
+        with open(path) as f:
             for line in f:
                 m = re.match(r"^- (\w[\w ]*): (.+?) :: (.+)$", line.rstrip())
                 if m:
@@ -277,13 +277,14 @@ def main():
     if os.path.exists(tools):
         with open(tools) as f:
             lines += [f.read().rstrip(), ""]
-    # The cause of each slower row and the profiles behind them, written by hand.
-    notes = os.path.join(os.path.dirname(os.path.abspath(__file__)), "NOTES.md")
-    lines += slower_list(slower, load_why(notes))
+    # The cause of each slower row (WHY.md) and the profiles behind them
+    # (NOTES.md), written by hand.
+    here = os.path.dirname(os.path.abspath(__file__))
+    lines += slower_list(slower, load_why(os.path.join(here, "WHY.md")))
+    notes = os.path.join(here, "NOTES.md")
     if os.path.exists(notes):
         with open(notes) as f:
-            lines += [line.rstrip("\n") for line in f if " :: " not in line]
-        lines.append("")
+            lines += [f.read().rstrip(), ""]
     with open(output, "w") as f:
         f.write("\n".join(lines))
 

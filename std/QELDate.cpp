@@ -476,8 +476,7 @@ CivilDate civilFromDaysRemembered(long days)
     if (days == static_cast<int32_t>(days) && date.year >= 0 && date.year <= 0xffff)
         lastCalendarDay.store(PACKED_FILLED | dayNumber << PACKED_DAY_NUMBER
                                   | static_cast<uint64_t>(date.year) << PACKED_YEAR
-                                  | static_cast<uint64_t>(date.month) << PACKED_MONTH
-                                  | static_cast<uint64_t>(date.day),
+                                  | static_cast<uint64_t>(date.month) << PACKED_MONTH | static_cast<uint64_t>(date.day),
                               std::memory_order_relaxed);
     return date;
 }

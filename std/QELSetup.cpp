@@ -74,8 +74,7 @@ inline bool endsPiece(XMLCh unit)
 // the next "/" or the terminator (UTF-16 units, or ASCII bytes, which are
 // their own UTF-16 units). Sets `length` to the piece's length when found.
 // Each name is compared as the piece is read, so the path is read once.
-template <typename Unit>
-DOMNode* findPiece(DOMNode* node, const Unit* piece, size_t& length)
+template <typename Unit> DOMNode* findPiece(DOMNode* node, const Unit* piece, size_t& length)
 {
     for (DOMNode* child = node->getFirstChild(); child != nullptr; child = child->getNextSibling()) {
         const XMLCh* name = child->getNodeName();
@@ -93,8 +92,7 @@ DOMNode* findPiece(DOMNode* node, const Unit* piece, size_t& length)
 // Steps down from `node` one child per "/"-separated piece of the terminated
 // `path`. An empty piece (an empty path, a leading, doubled or trailing "/")
 // matches nothing.
-template <typename Unit>
-DOMNode* walkPath(DOMNode* node, const Unit* path)
+template <typename Unit> DOMNode* walkPath(DOMNode* node, const Unit* path)
 {
     for (;;) {
         size_t length = 0;
@@ -146,8 +144,7 @@ DOMNode* findSetting(DOMDocument* document, QELString& path)
 // until the document goes) on every call. A value never holds a NUL unit
 // (the DOM takes every text as a terminated string), so its length is also
 // the terminated length that getTextContent counts.
-template <typename Visit>
-void forEachText(DOMNode* node, Visit& visit)
+template <typename Visit> void forEachText(DOMNode* node, Visit& visit)
 {
     for (DOMNode* child = node->getFirstChild(); child != nullptr; child = child->getNextSibling()) {
         switch (child->getNodeType()) {

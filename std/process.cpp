@@ -311,8 +311,7 @@ static void resetSignalHandlers()
 // before the vfork until the child has reset the caller's handlers, then the
 // child takes the caller's mask back, which execv hands on to the program as
 // it would after fork.
-static pid_t startChild(const char* program, char** vector, const ChildPipes& pipes, bool joined,
-                        const char* directory)
+static pid_t startChild(const char* program, char** vector, const ChildPipes& pipes, bool joined, const char* directory)
 {
     sigset_t everySignal, callerMask;
     sigfillset(&everySignal);
