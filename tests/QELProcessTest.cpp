@@ -24,6 +24,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "QELLogEventGenerator.h"
@@ -472,6 +473,30 @@ TEST(QELProcessTest, ChildStartsWithTheCallersMaskAndIgnoredSignals)
     EXPECT_EQ(1, sigismember(&during, SIGUSR1));
     EXPECT_EQ(0, sigismember(&during, SIGHUP));
     EXPECT_EQ(reinterpret_cast<void*>(noteSignal), reinterpret_cast<void*>(hupAfter.sa_handler));
+}
+
+// A signal that interrupts the wait for the child (a handler installed
+// without SA_RESTART) does not lose the child's status: the wait is resumed,
+// and after it ends the stale EINTR left in errno changes nothing.
+TEST(QELProcessTest, WaitInterruptedByASignalStillStoresTheStatus)
+{
+    struct sigaction interrupt = {}, previous;
+    interrupt.sa_handler = noteSignal; // no SA_RESTART: waitpid fails with EINTR
+    sigaction(SIGUSR1, &interrupt, &previous);
+    const pthread_t caller = pthread_self();
+    std::thread signaller([caller] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        pthread_kill(caller, SIGUSR1);
+    });
+    QELString args[] = {QELString("-c"), QELString("sleep 0.6; exit 3")};
+    int status = -1;
+    bool started = launchInSeparateProcess(QELString("/bin/sh"), 2, args, &status, emptyString, nullptr, nullptr,
+                                           nullptr, nullptr);
+    signaller.join();
+    sigaction(SIGUSR1, &previous, nullptr);
+    EXPECT_TRUE(started);
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(3, WEXITSTATUS(status));
 }
 
 TEST(QELProcessTest, JoinedOutputArrivesInErrorInWritingOrder)

@@ -442,6 +442,14 @@ TEST(QELRBTreeTest, EqualityNeedsSamePointersInSameOrder)
     EXPECT_FALSE(a == b);
     IntTree e1, e2;
     EXPECT_TRUE(e1 == e2);
+    // One item each: equal only when it is the same pointer.
+    IntTree one, other, same;
+    one.add(I(&items[0]));
+    other.add(I(&items[1]));
+    same.add(I(&items[0]));
+    EXPECT_FALSE(one == other);
+    EXPECT_TRUE(one != other);
+    EXPECT_TRUE(one == same);
 }
 
 TEST(QELRBTreeTest, NewIteratorStandsOnFirstOrLast)
