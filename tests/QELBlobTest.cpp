@@ -230,6 +230,24 @@ TEST(QELBlobTest, TemporaryAssignments)
     EXPECT_FALSE(t.isWrap);
 }
 
+// A temporary that views one blob and then another frees neither block:
+// both owners still read their bytes and free them once, at their end.
+TEST(QELBlobTest, ViewMovedToAnotherBlobFreesNeither)
+{
+    QELBlob first("first"), second("second");
+    {
+        QELTBlob view;
+        view = first;
+        view = second;
+        EXPECT_TRUE(view.isWrap);
+        EXPECT_EQ(bytes(view), "second");
+    }
+    EXPECT_EQ(bytes(first), "first");
+    EXPECT_EQ(bytes(second), "second");
+    QELBlob again("first, again");
+    EXPECT_EQ(bytes(first), "first");
+}
+
 TEST(QELBlobTest, AssignFromTemporary)
 {
     QELBlob x("old");

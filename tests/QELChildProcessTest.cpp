@@ -477,6 +477,15 @@ TEST(QELChildProcessTest, WorkingDirectoryIsChanged)
     EXPECT_EQ(text(runner.output), "/\n");
 }
 
+// A program named relative to the working directory is run from there.
+TEST(QELChildProcessTest, RelativeProgramIsFoundInTheWorkingDirectory)
+{
+    QELChildProcess runner(QELString("bin/pwd"));
+    runner.directory = QELString("/");
+    ASSERT_TRUE(runner.run()) << text(runner.startFailureText());
+    EXPECT_EQ(text(runner.output), "/\n");
+}
+
 TEST(QELChildProcessTest, NullStreamsGiveNothingAndEndOfInput)
 {
     QELChildProcess runner;

@@ -3,6 +3,8 @@
 // comparison against std::multiset with every red-black property re-checked.
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include "QELDeathTestPatterns.h"
 
 #include <algorithm>
@@ -358,6 +360,28 @@ TEST(QELRBTreeTest, EmptyDeletesNodesButNeverItems)
             EXPECT_GE(it.key, 1);
     }
     EXPECT_EQ(before, Item::alive);
+}
+
+// empty() and the destructor give back every node, those of right subtrees
+// included: filling and emptying a tree again and again leaves the heap as
+// it was.
+TEST(QELRBTreeTest, EmptyGivesBackEveryNode)
+{
+    std::vector<int> keys(1000);
+    for (int i = 0; i < 1000; i++)
+        keys[i] = i;
+    std::vector<Item> items = MakeItems(keys);
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    t.empty();
+    const size_t before = mallinfo2().uordblks;
+    for (int round = 0; round < 20; round++) {
+        for (Item& it : items)
+            t.add(I(&it));
+        t.empty();
+    }
+    EXPECT_LE(mallinfo2().uordblks, before + 4096);
 }
 
 TEST(QELRBTreeTest, CopyKeepsShapeColoursAndItems)

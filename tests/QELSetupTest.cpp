@@ -281,6 +281,25 @@ TEST_F(QELSetupTest, WriteToAFileThatCannotBeOpenedFails)
     EXPECT_EQ(value(setup, "Directory/Home"), "/opt/q");
 }
 
+// A file that cannot be made beside the target (its directory is missing)
+// fails the write before any byte is written anywhere (nothing reaches the
+// standard output, say).
+TEST_F(QELSetupTest, WriteIntoAMissingDirectoryFailsWithoutWritingElsewhere)
+{
+    std::string gone = path("gone");
+    ASSERT_EQ(mkdir(gone.c_str(), 0700), 0);
+    std::string file = writeFile("gone/QELSetup.xml", SAMPLE);
+    QELSetup setup(QELString(file.c_str()));
+    ASSERT_TRUE(setup.read());
+    ASSERT_EQ(std::remove(file.c_str()), 0);
+    ASSERT_EQ(rmdir(gone.c_str()), 0);
+    fflush(stdout);
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(setup.write());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_FALSE(std::filesystem::exists(gone));
+}
+
 // --- Merging ---
 
 TEST_F(QELSetupTest, SetFromCopiesSharedLeavesAndIgnoresExtraKeys)

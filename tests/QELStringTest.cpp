@@ -3,6 +3,8 @@
 // assertion reports, and a randomised comparison with std::string.
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include <clocale>
 #include <climits>
 #include <cstdint>
@@ -1121,6 +1123,18 @@ TEST(QELStringTest, TrimSpacesDropsOnlySpaces)
 
 // ---------------------------------------------------------------------------
 // UTF-16 view
+
+// Each wchars() call replaces the cache: the previous one is freed, so that
+// repeated calls do not grow the heap.
+TEST(QELStringTest, RepeatedWcharsKeepsOneCache)
+{
+    QELString s("some text to widen");
+    s.wchars();
+    const size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 1000; i++)
+        s.wchars();
+    EXPECT_LE(mallinfo2().uordblks, before + 4096);
+}
 
 TEST(QELStringTest, WcharsGivesTerminatedUtf16Units)
 {
