@@ -163,9 +163,9 @@ def suite_passes(build, path, jobs):
     """The family's tests first, then the rest, each stopping at its first failure."""
     family = family_regex(path)
     ctest = ["ctest", "-j", str(jobs), "--stop-on-failure", "--timeout", "120"]
-    if run(ctest + ["-R", family], build, 900) != 0:
+    if run(ctest + ["-R", family], build, 300) != 0:
         return False
-    return run(ctest + ["-E", family], build, 900) == 0
+    return run(ctest + ["-E", family], build, 600) == 0
 
 
 def earlier_outcomes(log):
