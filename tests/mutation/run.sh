@@ -3,7 +3,7 @@
 # makes, builds and tests single-change mutants of std/ and i18n/ with a fixed
 # seed and writes tests/mutation/RESULTS.md. Arguments go to mutate.py
 # (--count N, --seed S, --files std/a.cpp,..., --list). Not part of CI: a
-# run of 150 mutants takes about two hours on two cores.
+# run of 150 mutants takes about an hour on two cores.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 bash scripts/setup.sh --mutation
