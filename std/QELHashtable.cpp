@@ -1,5 +1,6 @@
 // QELHashtable: the chained hashtable of item pointers and its iterator.
 #include "QELHashtable.h"
+#include "QELHashtableSearch.h"
 #include "QELMemory.h"
 
 #include <cstdlib>
@@ -118,12 +119,7 @@ QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELConta
     table[bucket] = e;
     size++;
     QEL_ASSERT(QEL_HASHTABLE_ELEMENT_INVARIANT(this, e));
-    if (where != NULL) {
-        Iterator* it = static_cast<Iterator*>(where);
-        it->container = this;
-        it->element = e;
-        it->index = bucket;
-    }
+    qelPlaceOn(where, this, e, bucket);
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     return true;
 }
@@ -137,38 +133,27 @@ QELBoolean QELHashtable::contains(const QELContainerItem* item, QELContainer::It
     int bucket = static_cast<int>(hashObject(item) & static_cast<unsigned int>(table_mask));
     for (QELHashtableElement* e = table[bucket]; e != NULL; e = e->next) {
         if (e->data == item) {
-            if (where != NULL) {
-                Iterator* it = static_cast<Iterator*>(where);
-                it->container = this;
-                it->element = e;
-                it->index = bucket;
-            }
+            qelPlaceOn(where, this, e, bucket);
             return true;
         }
     }
     return false;
 }
 
-QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
+QELBoolean QELHashtable::_searchable() const
 {
     QEL_OPERATION(
         "virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
-    if (size == 0)
+    return size != 0;
+}
+
+QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
+{
+    if (!_searchable())
         return NULL;
-    int bucket = static_cast<int>(hashKey(key) & static_cast<unsigned int>(table_mask));
-    for (QELHashtableElement* e = table[bucket]; e != NULL; e = e->next) {
-        if (compare2Key(e->data, key) == 0) {
-            if (where != NULL) {
-                Iterator* it = static_cast<Iterator*>(where);
-                it->container = this;
-                it->element = e;
-                it->index = bucket;
-            }
-            return const_cast<QELContainerItem*>(e->data);
-        }
-    }
-    return NULL;
+    return qelFindFirstInBucket(
+        this, hashKey(key), [this, key](const QELContainerItem* item) { return compare2Key(item, key) == 0; }, where);
 }
 
 QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContainer::Iterator* where) const
@@ -187,12 +172,7 @@ QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContaine
     QELHashtableElement* e = head->previous;
     do {
         if (compare2Key(e->data, key) == 0) {
-            if (where != NULL) {
-                Iterator* it = static_cast<Iterator*>(where);
-                it->container = this;
-                it->element = e;
-                it->index = bucket;
-            }
+            qelPlaceOn(where, this, e, bucket);
             return const_cast<QELContainerItem*>(e->data);
         }
         e = e->previous;

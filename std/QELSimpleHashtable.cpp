@@ -1,5 +1,6 @@
 // QELSimpleHashtable: keyed hashtables, their nodes and their iterator.
 #include "QELSimpleHashtable.h"
+#include "QELHashtableSearch.h"
 #include "QELMemory.h"
 
 #include <cstring>
@@ -236,9 +237,16 @@ QELHashtable& QELSimpleStringHashtable::operator=(const QELHashtable& other)
     return *this;
 }
 
+QELContainerItem* QELSimpleStringHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
+{
+    if (qelCanSearchDirectly(this))
+        return valueOf(qelFindFirstBound(this, key, where));
+    return QELSimpleHashtable::findFirst(key, where);
+}
+
 QELBoolean QELSimpleStringHashtable::add(const QELString& key, void* value)
 {
-    QELContainerItem* found = QELHashtable::findFirst(reinterpret_cast<const QELContainerKey*>(&key), NULL);
+    QELContainerItem* found = qelFindFirstDirect(this, reinterpret_cast<const QELContainerKey*>(&key), NULL);
     if (found != NULL) {
         if (!replace)
             return false;
@@ -296,9 +304,11 @@ static inline long longKeyOf(const QELContainerKey* key)
     return *reinterpret_cast<const long*>(key);
 }
 
+// Written with the equality first, so that a test of the result against 0
+// compiles to one comparison.
 static inline int compareLongs(long a, long b)
 {
-    return (a > b) - (a < b);
+    return a == b ? 0 : (a < b ? -1 : 1);
 }
 
 QELSimpleLongHashtable::QELSimpleLongHashtable(bool replace, int buckets)
@@ -346,9 +356,16 @@ QELHashtable& QELSimpleLongHashtable::operator=(const QELHashtable& other)
     return *this;
 }
 
+QELContainerItem* QELSimpleLongHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
+{
+    if (qelCanSearchDirectly(this))
+        return valueOf(qelFindFirstBound(this, key, where));
+    return QELSimpleHashtable::findFirst(key, where);
+}
+
 QELBoolean QELSimpleLongHashtable::add(long key, void* value)
 {
-    QELContainerItem* found = QELHashtable::findFirst(reinterpret_cast<const QELContainerKey*>(&key), NULL);
+    QELContainerItem* found = qelFindFirstDirect(this, reinterpret_cast<const QELContainerKey*>(&key), NULL);
     if (found != NULL) {
         if (!replace)
             return false;
