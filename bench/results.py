@@ -17,6 +17,8 @@ import re
 import statistics
 import sys
 
+import curves
+
 # (workload, library benchmark, peer benchmark, other peers)
 # Ratios are library / peer on time per operation (lower is better) or, for
 # rows whose metric is a counter, on that counter.
@@ -216,6 +218,11 @@ def main():
     if os.path.exists(tools):
         with open(tools) as f:
             lines += [f.read().rstrip(), ""]
+    # The scaling curves and their table, drawn by bench/curves.py.
+    scaling = os.path.join(on_dir, "QELScaling.json")
+    if os.path.exists(scaling):
+        lines += curves.section(scaling, os.path.join(os.path.dirname(os.path.abspath(__file__)), "curves"))
+        lines.append("")
     lines += ["## Where the library is slower or larger than its peer", "",
               "Largest ratio first; the notes below say why.", ""]
     lines += [f"- {text}" for _, text in sorted(slower, key=lambda s: -s[0])] if slower else ["Nowhere."]
