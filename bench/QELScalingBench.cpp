@@ -38,6 +38,8 @@ const long kMaxLookups = 1000000;
 // A prime that shares no factor with the sizes, so that i * kStride % n
 // visits every index below n once: the lookups go in a scattered order.
 const unsigned long kStride = 1000003;
+// Sizes up to this one get an untimed run before the timed ones.
+const long kMaxWarmedItems = 100000;
 
 // Heap bytes in use (small blocks and mapped blocks).
 size_t HeapInUse()
@@ -522,6 +524,12 @@ void BM_Scaling(benchmark::State& state)
 {
     const long n = state.range(0);
     W::prepare();
+    // One untimed run first at the small sizes, so that their few
+    // milliseconds do not pay for cold caches and fresh heap pages.
+    if (n <= kMaxWarmedItems) {
+        std::unique_ptr<typename W::Structure> warm(W::build(n));
+        benchmark::DoNotOptimize(W::probe(*warm, n));
+    }
     double insertNs = 0, findNs = 0, bytes = 0;
     for (auto _ : state) {
         size_t before = HeapInUse();
