@@ -218,11 +218,6 @@ def main():
     if os.path.exists(tools):
         with open(tools) as f:
             lines += [f.read().rstrip(), ""]
-    # The scaling curves and their table, drawn by bench/curves.py.
-    scaling = os.path.join(on_dir, "QELScaling.json")
-    if os.path.exists(scaling):
-        lines += curves.section(scaling, os.path.join(os.path.dirname(os.path.abspath(__file__)), "curves"))
-        lines.append("")
     lines += ["## Where the library is slower or larger than its peer", "",
               "Largest ratio first; the notes below say why.", ""]
     lines += [f"- {text}" for _, text in sorted(slower, key=lambda s: -s[0])] if slower else ["Nowhere."]
@@ -232,6 +227,11 @@ def main():
     if os.path.exists(notes):
         with open(notes) as f:
             lines += [f.read().rstrip(), ""]
+    # The scaling curves and their table, drawn by bench/curves.py.
+    scaling = os.path.join(on_dir, "QELScaling.json")
+    if os.path.exists(scaling):
+        lines += curves.section(scaling, os.path.join(os.path.dirname(os.path.abspath(__file__)), "curves"))
+        lines.append("")
     with open(output, "w") as f:
         f.write("\n".join(lines))
 
