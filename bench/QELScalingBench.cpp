@@ -558,20 +558,26 @@ int RunsFor(long n)
     return static_cast<int>(std::max(1L, 100000 / n));
 }
 
+template <class W>
+void RegisterSide(long n)
+{
+    if (n > W::maxItems)
+        return;
+    std::string name = std::string("Scaling/") + W::family + "/" + W::side;
+    benchmark::RegisterBenchmark(name.c_str(), BM_Scaling<W>)
+        ->Arg(n)
+        ->Iterations(RunsFor(n))
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+// The library and its peer side by side at each size.
 template <class Qel, class Std>
 void RegisterFamily()
 {
     for (long n : kSizes) {
-        if (n > Qel::maxItems)
-            break;
-        for (auto [side, body] : {std::make_pair(Qel::side, &BM_Scaling<Qel>), std::make_pair(Std::side, &BM_Scaling<Std>)}) {
-            std::string name = std::string("Scaling/") + Qel::family + "/" + side;
-            benchmark::RegisterBenchmark(name.c_str(), body)
-                ->Arg(n)
-                ->Iterations(RunsFor(n))
-                ->UseManualTime()
-                ->Unit(benchmark::kMillisecond);
-        }
+        RegisterSide<Qel>(n);
+        RegisterSide<Std>(n);
     }
 }
 
