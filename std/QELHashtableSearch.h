@@ -27,6 +27,9 @@ inline QELContainerItem* qelFindFirstInBucket(const QELHashtable* t, unsigned in
 {
     int bucket = static_cast<int>(hash & static_cast<unsigned int>(t->table_mask));
     for (QELHashtableElement* e = t->table[bucket]; e != NULL; e = e->next) {
+        // The next element is asked for while the item is compared: when
+        // the item does not match, its miss has already started.
+        __builtin_prefetch(e->next);
         if (matches(e->data)) {
             qelPlaceOn(where, t, e, bucket);
             return const_cast<QELContainerItem*>(e->data);
