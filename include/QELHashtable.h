@@ -135,11 +135,6 @@ public:
     virtual unsigned int hashObject(const QELContainerItem* item) const;
     virtual unsigned int hashKey(const QELContainerKey* key) const;
 
-    // The table invariant, checked and reported as findFirst's own check
-    // (the keyed tables' searches, which call their hooks directly, take
-    // that check over); true when the table holds any item.
-    QELBoolean _searchable() const;
-
     // The bucket count: allocated, or requested for the next allocation.
     int bucketCount() const { return table_mask > 0 ? table_mask + 1 : -table_mask; }
 

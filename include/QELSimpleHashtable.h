@@ -140,9 +140,6 @@ public:
     // False when key exists and replace is not set (the entry unchanged);
     // with replace set an existing entry takes the new value.
     QELBoolean add(const QELString& key, void* value);
-    // As QELSimpleHashtable::findFirst (key is a const QELString*), with
-    // this class's hooks called directly unless a subclass may override them.
-    virtual QELContainerItem* findFirst(const QELContainerKey* key, QELContainer::Iterator* where = NULL) const;
 
     virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const;
     // key is a const QELString*.
@@ -165,9 +162,6 @@ public:
     using QELSimpleHashtable::add;
     // False when key exists and replace is not set (the entry unchanged).
     QELBoolean add(long key, void* value);
-    // As QELSimpleHashtable::findFirst (key is a const long*), with this
-    // class's hooks called directly unless a subclass may override them.
-    virtual QELContainerItem* findFirst(const QELContainerKey* key, QELContainer::Iterator* where = NULL) const;
 
     virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const;
     // key is a const long*.

@@ -17,10 +17,6 @@ public:
     QELStringHashtable& operator=(const QELStringHashtable& other);
     virtual ~QELStringHashtable() { }
 
-    // As QELHashtable::findFirst (key is a const char*), with this class's
-    // hooks called directly unless a subclass may override them.
-    virtual QELContainerItem* findFirst(const QELContainerKey* key, QELContainer::Iterator* where = NULL) const;
-
     virtual int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const;
     // key is a const char*; a null key matches the empty string.
     virtual int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const;

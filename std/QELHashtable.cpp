@@ -1,9 +1,12 @@
 // QELHashtable: the chained hashtable of item pointers and its iterator.
 #include "QELHashtable.h"
 #include "QELHashtableSearch.h"
+#include "QELSimpleHashtable.h"
+#include "QELStringHashtable.h"
 #include "QELMemory.h"
 
 #include <cstdlib>
+#include <typeinfo>
 
 #include "QELAssert.h"
 
@@ -140,18 +143,24 @@ QELBoolean QELHashtable::contains(const QELContainerItem* item, QELContainer::It
     return false;
 }
 
-QELBoolean QELHashtable::_searchable() const
+// The library's own keyed tables and string set are searched with their
+// hooks called directly (inlined) rather than through the virtual table; a
+// table of any other class, a subclass of theirs included, which may
+// override the hooks, takes the virtual calls.
+QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
     QEL_OPERATION(
         "virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const");
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
-    return size != 0;
-}
-
-QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
-{
-    if (!_searchable())
+    if (size == 0)
         return NULL;
+    const std::type_info& type = typeid(*this);
+    if (&type == &typeid(QELSimpleLongHashtable))
+        return qelFindFirstBound(static_cast<const QELSimpleLongHashtable*>(this), key, where);
+    if (&type == &typeid(QELSimpleStringHashtable))
+        return qelFindFirstBound(static_cast<const QELSimpleStringHashtable*>(this), key, where);
+    if (&type == &typeid(QELStringHashtable))
+        return qelFindFirstBound(static_cast<const QELStringHashtable*>(this), key, where);
     return qelFindFirstInBucket(
         this, hashKey(key), [this, key](const QELContainerItem* item) { return compare2Key(item, key) == 0; }, where);
 }

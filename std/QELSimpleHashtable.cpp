@@ -1,6 +1,5 @@
 // QELSimpleHashtable: keyed hashtables, their nodes and their iterator.
 #include "QELSimpleHashtable.h"
-#include "QELHashtableSearch.h"
 #include "QELMemory.h"
 
 #include <cstring>
@@ -237,16 +236,9 @@ QELHashtable& QELSimpleStringHashtable::operator=(const QELHashtable& other)
     return *this;
 }
 
-QELContainerItem* QELSimpleStringHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
-{
-    if (qelCanSearchDirectly(this))
-        return valueOf(qelFindFirstBound(this, key, where));
-    return QELSimpleHashtable::findFirst(key, where);
-}
-
 QELBoolean QELSimpleStringHashtable::add(const QELString& key, void* value)
 {
-    QELContainerItem* found = qelFindFirstDirect(this, reinterpret_cast<const QELContainerKey*>(&key), NULL);
+    QELContainerItem* found = QELHashtable::findFirst(reinterpret_cast<const QELContainerKey*>(&key), NULL);
     if (found != NULL) {
         if (!replace)
             return false;
@@ -356,16 +348,9 @@ QELHashtable& QELSimpleLongHashtable::operator=(const QELHashtable& other)
     return *this;
 }
 
-QELContainerItem* QELSimpleLongHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
-{
-    if (qelCanSearchDirectly(this))
-        return valueOf(qelFindFirstBound(this, key, where));
-    return QELSimpleHashtable::findFirst(key, where);
-}
-
 QELBoolean QELSimpleLongHashtable::add(long key, void* value)
 {
-    QELContainerItem* found = qelFindFirstDirect(this, reinterpret_cast<const QELContainerKey*>(&key), NULL);
+    QELContainerItem* found = QELHashtable::findFirst(reinterpret_cast<const QELContainerKey*>(&key), NULL);
     if (found != NULL) {
         if (!replace)
             return false;

@@ -1,6 +1,5 @@
 // QELStringHashtable: a hashtable of QELString items looked up by text.
 #include "QELStringHashtable.h"
-#include "QELHashtableSearch.h"
 
 #include <cstring>
 
@@ -35,11 +34,6 @@ QELStringHashtable& QELStringHashtable::operator=(const QELStringHashtable& othe
 {
     QELHashtable::operator=(other);
     return *this;
-}
-
-QELContainerItem* QELStringHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
-{
-    return qelFindFirstDirect(this, key, where);
 }
 
 int QELStringHashtable::compare2Object(const QELContainerItem* a, const QELContainerItem* b) const
