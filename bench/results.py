@@ -17,6 +17,8 @@ import re
 import statistics
 import sys
 
+import curves
+
 # (workload, library benchmark, peer benchmark, [goal,] other peers)
 # Ratios are library / peer on time per operation (lower is better) or, for
 # rows whose metric is a counter, on that counter. A goal is the largest
@@ -285,6 +287,11 @@ def main():
     if os.path.exists(notes):
         with open(notes) as f:
             lines += [f.read().rstrip(), ""]
+    # The scaling curves and their table, drawn by bench/curves.py.
+    scaling = os.path.join(on_dir, "QELScaling.json")
+    if os.path.exists(scaling):
+        lines += curves.section(scaling, os.path.join(os.path.dirname(os.path.abspath(__file__)), "curves"))
+        lines.append("")
     with open(output, "w") as f:
         f.write("\n".join(lines))
 

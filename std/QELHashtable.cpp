@@ -1,8 +1,12 @@
 // QELHashtable: the chained hashtable of item pointers and its iterator.
 #include "QELHashtable.h"
+#include "QELHashtableSearch.h"
+#include "QELSimpleHashtable.h"
+#include "QELStringHashtable.h"
 #include "QELMemory.h"
 
 #include <cstdlib>
+#include <typeinfo>
 
 #include "QELAssert.h"
 
@@ -118,12 +122,7 @@ QELBoolean QELHashtable::add(const QELContainerItem* item, bool unique, QELConta
     table[bucket] = e;
     size++;
     QEL_ASSERT(QEL_HASHTABLE_ELEMENT_INVARIANT(this, e));
-    if (where != NULL) {
-        Iterator* it = static_cast<Iterator*>(where);
-        it->container = this;
-        it->element = e;
-        it->index = bucket;
-    }
+    qelPlaceOn(where, this, e, bucket);
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     return true;
 }
@@ -137,18 +136,17 @@ QELBoolean QELHashtable::contains(const QELContainerItem* item, QELContainer::It
     int bucket = static_cast<int>(hashObject(item) & static_cast<unsigned int>(table_mask));
     for (QELHashtableElement* e = table[bucket]; e != NULL; e = e->next) {
         if (e->data == item) {
-            if (where != NULL) {
-                Iterator* it = static_cast<Iterator*>(where);
-                it->container = this;
-                it->element = e;
-                it->index = bucket;
-            }
+            qelPlaceOn(where, this, e, bucket);
             return true;
         }
     }
     return false;
 }
 
+// The library's own keyed tables and string set are searched with their
+// hooks called directly (inlined) rather than through the virtual table; a
+// table of any other class, a subclass of theirs included, which may
+// override the hooks, takes the virtual calls.
 QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContainer::Iterator* where) const
 {
     QEL_OPERATION(
@@ -156,19 +154,15 @@ QELContainerItem* QELHashtable::findFirst(const QELContainerKey* key, QELContain
     QEL_ASSERT(QEL_HASHTABLE_INVARIANT(this));
     if (size == 0)
         return NULL;
-    int bucket = static_cast<int>(hashKey(key) & static_cast<unsigned int>(table_mask));
-    for (QELHashtableElement* e = table[bucket]; e != NULL; e = e->next) {
-        if (compare2Key(e->data, key) == 0) {
-            if (where != NULL) {
-                Iterator* it = static_cast<Iterator*>(where);
-                it->container = this;
-                it->element = e;
-                it->index = bucket;
-            }
-            return const_cast<QELContainerItem*>(e->data);
-        }
-    }
-    return NULL;
+    const std::type_info& type = typeid(*this);
+    if (&type == &typeid(QELSimpleLongHashtable))
+        return qelFindFirstBound(static_cast<const QELSimpleLongHashtable*>(this), key, where);
+    if (&type == &typeid(QELSimpleStringHashtable))
+        return qelFindFirstBound(static_cast<const QELSimpleStringHashtable*>(this), key, where);
+    if (&type == &typeid(QELStringHashtable))
+        return qelFindFirstBound(static_cast<const QELStringHashtable*>(this), key, where);
+    return qelFindFirstInBucket(
+        this, hashKey(key), [this, key](const QELContainerItem* item) { return compare2Key(item, key) == 0; }, where);
 }
 
 QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContainer::Iterator* where) const
@@ -187,12 +181,7 @@ QELContainerItem* QELHashtable::findLast(const QELContainerKey* key, QELContaine
     QELHashtableElement* e = head->previous;
     do {
         if (compare2Key(e->data, key) == 0) {
-            if (where != NULL) {
-                Iterator* it = static_cast<Iterator*>(where);
-                it->container = this;
-                it->element = e;
-                it->index = bucket;
-            }
+            qelPlaceOn(where, this, e, bucket);
             return const_cast<QELContainerItem*>(e->data);
         }
         e = e->previous;

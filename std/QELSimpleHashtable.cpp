@@ -296,9 +296,11 @@ static inline long longKeyOf(const QELContainerKey* key)
     return *reinterpret_cast<const long*>(key);
 }
 
+// Written with the equality first, so that a test of the result against 0
+// compiles to one comparison.
 static inline int compareLongs(long a, long b)
 {
-    return (a > b) - (a < b);
+    return a == b ? 0 : (a < b ? -1 : 1);
 }
 
 QELSimpleLongHashtable::QELSimpleLongHashtable(bool replace, int buckets)

@@ -360,6 +360,184 @@ TEST(QELSimpleHashtableTest, EmptyForgetsEntriesAndKeepsValues)
     EXPECT_EQ(8, t.table_mask + 1);
 }
 
+// ------------------------------------- Searches, collisions, subclasses
+
+// Texts whose hash codes are all equal ("Aa" and "BB" weigh alike), so that
+// they share one bucket of any table.
+const char* const kCollidingTexts[] = {"AaAa", "AaBB", "BBAa", "BBBB"};
+
+TEST(QELSimpleHashtableTest, KeysWithEqualHashesAreFoundApart)
+{
+    for (const char* text : kCollidingTexts)
+        ASSERT_EQ(QELString("AaAa").hashCode(), QELString(text).hashCode()) << text;
+    Item v[4];
+    QELSimpleStringHashtable t;
+    for (int i = 0; i < 4; i++)
+        ASSERT_TRUE(t.add(QELString(kCollidingTexts[i]), &v[i]));
+    EXPECT_FALSE(t.add(QELString("BBAa"), &v[0]));
+    for (int i = 0; i < 4; i++)
+        EXPECT_EQ(&v[i], MutableItemOf(t.findFirst(SK(QELString(kCollidingTexts[i])))));
+    EXPECT_EQ(NULL, t.findFirst(SK(QELString("AaA"))));
+    EXPECT_EQ(NULL, t.findFirst(SK(QELString("AaAaAa"))));
+}
+
+TEST(QELSimpleHashtableTest, FindFirstPlacesTheIteratorOnTheEntryInItsChain)
+{
+    // All four share a bucket; the one found in the middle of the chain is
+    // the one removed, and the others stay findable.
+    Item v[4];
+    QELSimpleStringHashtable t;
+    for (int i = 0; i < 4; i++)
+        t.add(QELString(kCollidingTexts[i]), &v[i]);
+    QELSimpleHashtable::Iterator it;
+    ASSERT_EQ(&v[1], MutableItemOf(t.findFirst(SK(QELString("AaBB")), &it)));
+    EXPECT_EQ(&t, it.container);
+    EXPECT_STREQ("AaBB", static_cast<const QELString*>(it.getKey())->p);
+    EXPECT_EQ(&v[1], MutableItemOf(t.remove(&it)));
+    EXPECT_EQ(3, t.size);
+    EXPECT_EQ(NULL, t.findFirst(SK(QELString("AaBB"))));
+    for (int i : {0, 2, 3})
+        EXPECT_EQ(&v[i], MutableItemOf(t.findFirst(SK(QELString(kCollidingTexts[i])))));
+}
+
+TEST(QELSimpleHashtableTest, MissLeavesTheIteratorWhereItStood)
+{
+    Item a, b;
+    QELSimpleLongHashtable t(false, 4);
+    t.add(1L, &a);
+    t.add(5L, &b);
+    QELSimpleHashtable::Iterator it(t, true);
+    EXPECT_EQ(&b, MutableItemOf(it.get()));
+    long missing = 9;
+    EXPECT_EQ(NULL, t.findFirst(LK(&missing), &it));
+    EXPECT_EQ(&b, MutableItemOf(it.get()));
+    long one = 1;
+    ASSERT_EQ(&a, MutableItemOf(t.findFirst(LK(&one), &it)));
+    EXPECT_EQ(1L, *static_cast<const long*>(it.getKey()));
+    EXPECT_EQ(1, it.index);
+}
+
+TEST(QELSimpleHashtableTest, LongKeysSharingABucketAreFoundApart)
+{
+    // Every key below lies in bucket 5 of 16, the negative one included.
+    const long keys[] = {5, 21, -11, 37, (1L << 40) + 5};
+    Item v[5];
+    QELSimpleLongHashtable t(false, 16);
+    for (int i = 0; i < 5; i++)
+        ASSERT_TRUE(t.add(keys[i], &v[i]));
+    for (int i = 0; i < 5; i++)
+        EXPECT_EQ(&v[i], MutableItemOf(t.findFirst(LK(&keys[i])))) << keys[i];
+    QELSimpleHashtable::Iterator it;
+    t.findFirst(LK(&keys[2]), &it);
+    EXPECT_EQ(&v[2], MutableItemOf(t.remove(&it)));
+    EXPECT_EQ(NULL, t.findFirst(LK(&keys[2])));
+    for (int i : {0, 1, 3, 4})
+        EXPECT_EQ(&v[i], MutableItemOf(t.findFirst(LK(&keys[i])))) << keys[i];
+}
+
+TEST(QELSimpleHashtableTest, RemovingEveryEntryDuringAnIterationTakesEachOnce)
+{
+    std::vector<Item> values(40);
+    QELSimpleLongHashtable t(false, 8);
+    for (long k = 0; k < 40; k++)
+        t.add(k * 3, &values[k]);
+    QELSimpleHashtable::Iterator it(t, true);
+    std::vector<int> taken(40);
+    while (t.size > 0) {
+        Item* v = MutableItemOf(t.remove(&it));
+        ASSERT_NE(nullptr, v);
+        taken[v - &values[0]]++;
+    }
+    EXPECT_EQ(std::vector<int>(40, 1), taken);
+    EXPECT_EQ(NULL, it.get());
+}
+
+namespace {
+
+char FirstLetterOfNode(const QELContainerItem* item)
+{
+    return static_cast<const QELSimpleStringHashtableNode*>(QELSimpleHashtable::nodeOf(item))->key.p[0];
+}
+
+// Keys that match by their first letter alone, through overridden hooks.
+class FirstLetterTable : public QELSimpleStringHashtable {
+public:
+    FirstLetterTable() : QELSimpleStringHashtable(false, false, 16) { }
+    int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const override
+    {
+        return FirstLetterOfNode(a) - FirstLetterOfNode(b);
+    }
+    int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const override
+    {
+        return FirstLetterOfNode(item) - reinterpret_cast<const QELString*>(key)->p[0];
+    }
+    unsigned int hashObject(const QELContainerItem* item) const override
+    {
+        return static_cast<unsigned char>(FirstLetterOfNode(item));
+    }
+    unsigned int hashKey(const QELContainerKey* key) const override
+    {
+        return static_cast<unsigned char>(reinterpret_cast<const QELString*>(key)->p[0]);
+    }
+};
+
+long LongKeyOfNode(const QELContainerItem* item)
+{
+    return static_cast<const QELSimpleLongHashtableNode*>(QELSimpleHashtable::nodeOf(item))->key;
+}
+
+// Keys that match by their last decimal digit, through overridden hooks.
+class LastDigitTable : public QELSimpleLongHashtable {
+public:
+    LastDigitTable() : QELSimpleLongHashtable(true, 64) { }
+    int compare2Object(const QELContainerItem* a, const QELContainerItem* b) const override
+    {
+        return static_cast<int>(LongKeyOfNode(a) % 10 - LongKeyOfNode(b) % 10);
+    }
+    int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const override
+    {
+        return static_cast<int>(LongKeyOfNode(item) % 10 - *reinterpret_cast<const long*>(key) % 10);
+    }
+    unsigned int hashObject(const QELContainerItem* item) const override
+    {
+        return static_cast<unsigned int>(LongKeyOfNode(item) % 10);
+    }
+    unsigned int hashKey(const QELContainerKey* key) const override
+    {
+        return static_cast<unsigned int>(*reinterpret_cast<const long*>(key) % 10);
+    }
+};
+
+} // namespace
+
+TEST(QELSimpleHashtableTest, SubclassHooksDecideStringLookups)
+{
+    Item a, b;
+    FirstLetterTable t;
+    EXPECT_TRUE(t.add(QELString("apple"), &a));
+    EXPECT_FALSE(t.add(QELString("avocado"), &b));
+    EXPECT_TRUE(t.add(QELString("banana"), &b));
+    EXPECT_EQ(2, t.size);
+    QELSimpleHashtable::Iterator it;
+    ASSERT_EQ(&a, MutableItemOf(t.findFirst(SK(QELString("axe")), &it)));
+    EXPECT_STREQ("apple", static_cast<const QELString*>(it.getKey())->p);
+    EXPECT_EQ(&b, MutableItemOf(t.findFirst(SK(QELString("blue")))));
+    EXPECT_EQ(NULL, t.findFirst(SK(QELString("cherry"))));
+}
+
+TEST(QELSimpleHashtableTest, SubclassHooksDecideLongLookups)
+{
+    Item a, b;
+    LastDigitTable t;
+    EXPECT_TRUE(t.add(3L, &a));
+    EXPECT_TRUE(t.add(23L, &b)); // replace: the entry of 3 takes the value
+    EXPECT_EQ(1, t.size);
+    long k = 1003;
+    EXPECT_EQ(&b, MutableItemOf(t.findFirst(LK(&k))));
+    k = 4;
+    EXPECT_EQ(NULL, t.findFirst(LK(&k)));
+}
+
 // ------------------------------------------------------------ Iterator
 
 TEST(QELSimpleHashtableIteratorTest, EveryMoveHandsOutValues)
@@ -607,6 +785,26 @@ TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByKeyedAdd)
                                  "QELContainer::Iterator*) const",
                                  kTableInvariant));
     t.table_mask = saved;
+}
+
+TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByFindFirst)
+{
+    Item v;
+    QELSimpleLongHashtable t;
+    t.add(1L, &v);
+    long k = 1;
+    const char* const signature =
+        "virtual QELContainerItem* QELHashtable::findFirst(const QELContainerKey*, QELContainer::Iterator*) const";
+    int saved = t.size;
+    t.size = -1;
+    EXPECT_DEATH(t.findFirst(LK(&k)), AssertionReport("QELHashtable.cpp", signature, kTableInvariant));
+    t.size = saved;
+    QELSimpleStringHashtable s;
+    s.add(QELString("a"), &v);
+    QELHashtableElement** table = s.table;
+    s.table = NULL;
+    EXPECT_DEATH(s.findFirst(SK(QELString("a"))), AssertionReport("QELHashtable.cpp", signature, kTableInvariant));
+    s.table = table;
 }
 
 TEST_F(QELSimpleHashtableDeathTest, CorruptTableIsReportedByEmpty)

@@ -97,6 +97,71 @@ TEST(QELStringHashtableTest, EqualTextsAreDistinctItems)
     EXPECT_EQ(SI(&a), it.findNext(CK("same")));
 }
 
+TEST(QELStringHashtableTest, TextsWithEqualHashesAreFoundApart)
+{
+    // "Aa" and "BB" weigh alike in the hash, so all four share a bucket.
+    QELString s[] = {QELString("AaAa"), QELString("AaBB"), QELString("BBAa"), QELString("BBBB")};
+    QELStringHashtable t;
+    for (QELString& x : s) {
+        ASSERT_EQ(s[0].hashCode(), x.hashCode()) << x.p;
+        t.add(SI(&x));
+    }
+    for (QELString& x : s)
+        EXPECT_EQ(SI(&x), t.findFirst(CK(x.p)));
+    EXPECT_EQ(NULL, t.findFirst(CK("AaA")));
+    QELHashtable::Iterator it;
+    EXPECT_EQ(SI(&s[2]), t.findFirst(CK("BBAa"), &it));
+    EXPECT_EQ(SI(&s[2]), t.remove(&it));
+    EXPECT_EQ(NULL, t.findFirst(CK("BBAa")));
+    for (int i : {0, 1, 3})
+        EXPECT_EQ(SI(&s[i]), t.findFirst(CK(s[i].p)));
+}
+
+TEST(QELStringHashtableTest, EmptyTextIsFoundLikeAnyOther)
+{
+    QELString empty, a("a");
+    QELStringHashtable t(2);
+    t.add(SI(&a));
+    EXPECT_EQ(NULL, t.findFirst(CK("")));
+    t.add(SI(&empty));
+    EXPECT_EQ(SI(&empty), t.findFirst(CK("")));
+    EXPECT_EQ(SI(&a), t.findFirst(CK("a")));
+}
+
+namespace {
+
+// Texts that match by their first letter alone, through overridden hooks.
+class FirstLetterSet : public QELStringHashtable {
+public:
+    int compare2Key(const QELContainerItem* item, const QELContainerKey* key) const override
+    {
+        return StringOf(item)->p[0] - reinterpret_cast<const char*>(key)[0];
+    }
+    unsigned int hashObject(const QELContainerItem* item) const override
+    {
+        return static_cast<unsigned char>(StringOf(item)->p[0]);
+    }
+    unsigned int hashKey(const QELContainerKey* key) const override
+    {
+        return static_cast<unsigned char>(reinterpret_cast<const char*>(key)[0]);
+    }
+};
+
+} // namespace
+
+TEST(QELStringHashtableTest, SubclassHooksDecideLookups)
+{
+    QELString a("alpha"), b("beta");
+    FirstLetterSet t;
+    t.add(SI(&a));
+    t.add(SI(&b));
+    QELHashtable::Iterator it;
+    EXPECT_EQ(SI(&a), t.findFirst(CK("axe"), &it));
+    EXPECT_EQ(SI(&a), it.get());
+    EXPECT_EQ(SI(&b), t.findFirst(CK("blue")));
+    EXPECT_EQ(NULL, t.findFirst(CK("gamma")));
+}
+
 TEST(QELStringHashtableTest, CopyRehashesByTextWithTheSameBuckets)
 {
     std::vector<std::unique_ptr<QELString>> strings;
