@@ -1,11 +1,14 @@
 #!/usr/bin/env python3
-"""Draws the scaling curves of bench_QELScaling and tabulates them.
+"""Draws the scaling curves of bench_QELScaling and bench_QELStreamScaling and
+tabulates them.
 
-Usage: curves.py SCALING_JSON [OUTPUT_DIR]
+Usage: curves.py SCALING_JSON [STREAM_SCALING_JSON [OUTPUT_DIR]]
 
 SCALING_JSON is the --benchmark_out (JSON) file of bench_QELScaling, whose
 benchmarks are named Scaling/<family>/<qel|std>/<items> and carry the
-counters ns_per_item and bytes_per_item. For each family this writes
+counters ns_per_item and bytes_per_item; STREAM_SCALING_JSON is that of
+bench_QELStreamScaling, named the same way with megabytes for items and the
+counters ns_per_item (per megabyte) and peak_rss_MB. For each family this writes
 OUTPUT_DIR/<family>.svg (default bench/curves): nanoseconds per item against
 the number of items, both axes logarithmic, the library and its peer as two
 lines. It prints the Markdown section that bench/results.py puts into
@@ -33,8 +36,8 @@ WIDTH, HEIGHT = 640, 400
 LEFT, RIGHT, TOP, BOTTOM = 70, 20, 40, 50
 
 
-def load(path):
-    """{family: {side: {items: (ns_per_item, bytes_per_item)}}}, in run order."""
+def load(path, memory="bytes_per_item"):
+    """{family: {side: {items: (ns_per_item, memory counter)}}}, in run order."""
     with open(path) as f:
         data = json.load(f)
     families = {}
@@ -43,7 +46,7 @@ def load(path):
         if not m or b.get("run_type") == "aggregate" or "ns_per_item" not in b:
             continue
         family, side, items = m.group(1), m.group(2), int(m.group(3))
-        families.setdefault(family, {}).setdefault(side, {})[items] = (b["ns_per_item"], b.get("bytes_per_item"))
+        families.setdefault(family, {}).setdefault(side, {})[items] = (b["ns_per_item"], b.get(memory))
     return families
 
 
@@ -94,7 +97,7 @@ def time_label(e):
     return f"{10 ** e} ns" if e >= 0 else f"{10.0 ** e:g} ns"
 
 
-def svg(family, sides):
+def svg(family, sides, item="item", what="insert + find"):
     """The SVG text of one family's curves."""
     xs = sorted({n for points in sides.values() for n in points})
     ys = [v[0] for points in sides.values() for v in points.values() if v[0] > 0]
@@ -112,8 +115,8 @@ def svg(family, sides):
     out = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}" '
            f'viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" font-size="12">',
            f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
-           f'<text x="{WIDTH / 2}" y="20" text-anchor="middle" font-size="14">{family}: ns per item '
-           f'(insert + find), log-log</text>']
+           f'<text x="{WIDTH / 2}" y="20" text-anchor="middle" font-size="14">{family}: time per {item} '
+           f'({what}), log-log</text>']
     for e in xd:
         x = x_of(10 ** e)
         out.append(f'<line x1="{x:.1f}" y1="{TOP}" x2="{x:.1f}" y2="{TOP + plot_h}" stroke="#ddd"/>')
@@ -123,7 +126,7 @@ def svg(family, sides):
         out.append(f'<line x1="{LEFT}" y1="{y:.1f}" x2="{LEFT + plot_w}" y2="{y:.1f}" stroke="#ddd"/>')
         out.append(f'<text x="{LEFT - 6}" y="{y + 4:.1f}" text-anchor="end">{time_label(e)}</text>')
     out.append(f'<rect x="{LEFT}" y="{TOP}" width="{plot_w}" height="{plot_h}" fill="none" stroke="#444"/>')
-    out.append(f'<text x="{LEFT + plot_w / 2}" y="{HEIGHT - 10}" text-anchor="middle">items</text>')
+    out.append(f'<text x="{LEFT + plot_w / 2}" y="{HEIGHT - 10}" text-anchor="middle">{item}s</text>')
     for i, (side, label, colour, dash) in enumerate(SIDES):
         points = sorted((n, v[0]) for n, v in sides.get(side, {}).items() if v[0] > 0)
         style = f'stroke="{colour}" stroke-width="2" fill="none"' + (f' stroke-dasharray="{dash}"' if dash else "")
@@ -148,9 +151,10 @@ def cell(v, unit):
     return "n/a" if v is None else f"{v:.3g} {unit}"
 
 
-def table(families, why):
+def table(families, why, item=("Items", "item"), memory=("B/item", "B")):
     """The Markdown table rows, one per family and size."""
-    lines = ["| Family | Items | Library ns/item | Peer ns/item | Ratio | Library B/item | Peer B/item | Why |",
+    (items, one), (per, unit) = item, memory
+    lines = [f"| Family | {items} | Library ns/{one} | Peer ns/{one} | Ratio | Library {per} | Peer {per} | Why |",
              "|---|---|---|---|---|---|---|---|"]
     for family, sides in families.items():
         qel, peer = sides.get("qel", {}), sides.get("std", {})
@@ -165,17 +169,36 @@ def table(families, why):
             pv, pb = peer.get(n, (None, None))
             ratio = f"{lv / pv:.2f}x" if lv and pv else "n/a"
             lines.append(f"| {family} | {power_label(round(math.log10(n)))} | {cell(lv, 'ns')} | {cell(pv, 'ns')} | "
-                         f"{ratio} | {cell(lb, 'B')} | {cell(pb, 'B')} | {reason if n == sizes[-1] else ''} |")
+                         f"{ratio} | {cell(lb, unit)} | {cell(pb, unit)} | {reason if n == sizes[-1] else ''} |")
     return lines
 
 
-def section(json_path, out_dir, notes_path=os.path.join(HERE, "NOTES.md")):
-    """Writes the SVGs into out_dir and returns the Markdown section's lines."""
-    families = load(json_path)
+def write_svgs(families, out_dir, item, what):
     os.makedirs(out_dir, exist_ok=True)
     for family, sides in families.items():
         with open(os.path.join(out_dir, f"{family}.svg"), "w") as f:
-            f.write(svg(family, sides))
+            f.write(svg(family, sides, item, what))
+
+
+def stream_section(json_path, out_dir, notes_path):
+    """The stream readers' curves and table: time per megabyte and peak resident set."""
+    families = load(json_path, "peak_rss_MB")
+    write_svgs(families, out_dir, "MB", "whole stream")
+    lines = ["### Stream readers", "",
+             "bench_QELStreamScaling: the log deserializer beside expat reading the same records as one "
+             "document, fed in 12288-byte pieces from one 1 MB block repeated; getFullLine(0) beside "
+             "std::getline on a file of that size in the page cache. ns/MB = time of the run per megabyte; "
+             "RSS = the peak resident set of the whole benchmark process during the run.", ""]
+    lines += table(families, reasons(notes_path), ("MB", "MB"), ("peak RSS", "MB"))
+    lines.append("")
+    rel = os.path.relpath(out_dir, HERE)
+    return lines + [f"![{family}]({rel}/{family}.svg)" for family in families] + [""]
+
+
+def section(json_path, out_dir, notes_path=os.path.join(HERE, "NOTES.md"), stream_json=None):
+    """Writes the SVGs into out_dir and returns the Markdown section's lines."""
+    families = load(json_path)
+    write_svgs(families, out_dir, "item", "insert + find")
     lines = ["## Scaling", "",
              "bench_QELScaling: each container built from empty with 10^3 to 10^7 items, then probed "
              "(lookups of at most 10^6 held items, or one walk over a vector); ns/item = build time per "
@@ -185,15 +208,18 @@ def section(json_path, out_dir, notes_path=os.path.join(HERE, "NOTES.md")):
     lines += table(families, reasons(notes_path))
     lines.append("")
     rel = os.path.relpath(out_dir, HERE)
-    lines += [f"![{family}]({rel}/{family}.svg)" for family in families]
+    lines += [f"![{family}]({rel}/{family}.svg)" for family in families] + [""]
+    if stream_json and os.path.exists(stream_json):
+        lines += stream_section(stream_json, out_dir, notes_path)
     return lines
 
 
 def main():
     if len(sys.argv) < 2:
         sys.exit(__doc__)
-    out_dir = sys.argv[2] if len(sys.argv) > 2 else os.path.join(HERE, "curves")
-    print("\n".join(section(sys.argv[1], out_dir)))
+    stream_json = sys.argv[2] if len(sys.argv) > 2 else None
+    out_dir = sys.argv[3] if len(sys.argv) > 3 else os.path.join(HERE, "curves")
+    print("\n".join(section(sys.argv[1], out_dir, stream_json=stream_json)))
 
 
 if __name__ == "__main__":

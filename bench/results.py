@@ -290,7 +290,8 @@ def main():
     # The scaling curves and their table, drawn by bench/curves.py.
     scaling = os.path.join(on_dir, "QELScaling.json")
     if os.path.exists(scaling):
-        lines += curves.section(scaling, os.path.join(os.path.dirname(os.path.abspath(__file__)), "curves"))
+        lines += curves.section(scaling, os.path.join(here, "curves"),
+                                stream_json=os.path.join(on_dir, "QELStreamScaling.json"))
         lines.append("")
     with open(output, "w") as f:
         f.write("\n".join(lines))
