@@ -509,6 +509,9 @@ TEST_F(QELFileDiskTest, EscapedQuotes0x10)
     EXPECT_EQ((Lines{"a\\\"b", ""}), lines("a\\\"b\n", 0));
     EXPECT_EQ((Lines{"\"a\"b\"", ""}), lines("\"a\\\"b\"\n", 0x14)); // does not toggle
     EXPECT_EQ((Lines{"a\\b", ""}), lines("a\\\\b\n", 0x10));
+    // An escaped quote starts no run: the two quotes after it toggle twice,
+    // so the line is not left open (with 0x08 they would be a third one).
+    EXPECT_EQ((Lines{"a\"\"\"b", ""}), lines("a\\\"\"\"b\n", 0x1C));
 }
 
 TEST_F(QELFileDiskTest, EscapeSequences0x20)

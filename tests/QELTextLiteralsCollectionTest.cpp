@@ -628,6 +628,13 @@ TEST_F(QELTextLiteralsCollectionTest, TranslationFilesApplyWhatCanBeRead)
     }
     EXPECT_EQ(loader(nullptr, makeProbe()), -1);
     EXPECT_EQ(loader((dataDir() + "Basic_en.xml").c_str(), nullptr), -1);
+    // A collection without literals takes none of a good file's entries.
+    class NoLiterals : public TestCollection {
+    public:
+        NoLiterals() : TestCollection("NoLiterals", {}) {}
+        QELTextLiteral** getTextLiterals() override { return nullptr; }
+    } none;
+    EXPECT_EQ(loader((dataDir() + "Basic_en.xml").c_str(), &none), 0);
     EXPECT_EQ(loader(dataDir().c_str(), makeProbe()), -1); // a directory
 }
 
