@@ -633,6 +633,29 @@ TEST(QELSimpleHashtableTest, CopyHasItsOwnNodesAndSharesValues)
     EXPECT_EQ(Entries(c), Entries(e));
 }
 
+// Copies of tables of every small size, the one-entry table included, hold
+// the same entries; an empty table's copy is empty.
+TEST(QELSimpleHashtableTest, CopiesOfSmallTablesHoldEveryEntry)
+{
+    std::vector<Item> values(3);
+    const char* keys[] = {"a", "b", "c"};
+    for (int n = 0; n <= 3; n++) {
+        SCOPED_TRACE(n);
+        QELSimpleStringHashtable t;
+        QELSimpleLongHashtable l;
+        for (int i = 0; i < n; i++) {
+            t.add(QELString(keys[i]), &values[i]);
+            l.add(static_cast<long>(i), &values[i]);
+        }
+        QELSimpleStringHashtable c(t);
+        QELSimpleLongHashtable lc(l);
+        EXPECT_EQ(n, c.size);
+        EXPECT_EQ(n, lc.size);
+        EXPECT_EQ(Entries(t), Entries(c));
+        EXPECT_EQ(Entries(l), Entries(lc));
+    }
+}
+
 TEST(QELSimpleHashtableTest, LongCopyAndAssignment)
 {
     std::vector<Item> values(20);
