@@ -148,6 +148,23 @@ capture "$BIN/qellog" --since -2d "$SCRATCH/timed"
 check "--since relative" equals "$OUT" ""
 capture "$BIN/qellog" --since soon "$SCRATCH/timed"
 check "bad time exits 2" equals "$RC" 2
+capture "$BIN/qellog" --until today "$SCRATCH/timed"
+check "--until today keeps the past" contains "$OUT" "year end"
+capture "$BIN/qellog" --since yesterday "$SCRATCH/timed"
+check "--since yesterday drops the past" equals "$OUT" ""
+capture "$BIN/qellog" --since now "$SCRATCH/timed"
+check "--since now drops the past" equals "$OUT" ""
+capture "$BIN/qellog" --since 2021-13-01 "$SCRATCH/timed"
+check "month 13 is no time" equals "$RC" 2
+capture "$BIN/qellog" --since "2021-06-15 12:30:00x" "$SCRATCH/timed"
+check "trailing text after the time is refused" equals "$RC" 2
+capture "$BIN/qellog" --since -5x "$SCRATCH/timed"
+check "unknown relative unit is refused" equals "$RC" 2
+capture "$BIN/qellog" --level loud "$SCRATCH/timed"
+check "bad level to read exits 2" equals "$RC" 2
+capture "$BIN/qellog" "$SCRATCH"
+check "a directory cannot be read: exit 1" equals "$RC" 1
+check "a directory cannot be read: says why" contains "$ERR" "Is a directory"
 capture "$BIN/qellog" --grep 'mid|end$' "$SCRATCH/timed"
 check "--grep keeps matches" equals "$(grep -c . <<< "$OUT")" 2
 check "--grep drops the rest" lacks "$OUT" "new year"
