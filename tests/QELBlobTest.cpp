@@ -293,6 +293,70 @@ TEST(QELBlobTest, ThreeBlobChainUsesOneBufferThroughout)
     EXPECT_FALSE(z.isWrap);
 }
 
+TEST(QELBlobTest, TemporaryAssignmentsBetweenViewsAndOwnedBlocks)
+{
+    static const char text[] = "view";
+    QELBlob viewing;
+    viewing.wrap(text, 4);
+    QELTBlob sameView;
+    sameView = viewing; // a temporary viewing the same bytes
+    viewing = sameView;
+    EXPECT_TRUE(viewing.isWrap);
+    EXPECT_EQ(viewing.p, text);
+    EXPECT_EQ(viewing.size, 4u);
+
+    QELTBlob wrapped;
+    wrapped = "literal";
+    QELTBlob other;
+    other = "other";
+    wrapped = other; // a view takes the other's view, freeing nothing
+    EXPECT_TRUE(wrapped.isWrap);
+    EXPECT_EQ(std::string(wrapped.p, wrapped.size), "other");
+
+    QELTBlob owned(3);
+    memcpy(owned.p, "abc", 3);
+    owned = "text"; // the owned block is freed, the text viewed
+    EXPECT_TRUE(owned.isWrap);
+    EXPECT_EQ(std::string(owned.p, owned.size), "text");
+
+    QELTBlob first(1), second(2);
+    memcpy(second.p, "cd", 2);
+    first = second; // an owned block gives way to the other's
+    EXPECT_FALSE(first.isWrap);
+    EXPECT_EQ(std::string(first.p, first.size), "cd");
+
+    QELTBlob grown(2);
+    memcpy(grown.p, "ab", 2);
+    grown += static_cast<const char*>(NULL);
+    EXPECT_EQ(std::string(grown.p, grown.size), "ab");
+}
+
+TEST(QELBlobTest, NullTextOperandsConcatenateAsEmptyText)
+{
+    QELBlob b("bytes");
+    QELTBlob left = static_cast<const char*>(NULL) + b;
+    EXPECT_EQ(std::string(left.p, left.size), "bytes");
+    QELTBlob t1(1);
+    t1.p[0] = 'x';
+    QELTBlob right = t1 + static_cast<const char*>(NULL);
+    EXPECT_EQ(std::string(right.p, right.size), "x");
+    QELTBlob t2(1);
+    t2.p[0] = 'y';
+    QELTBlob before = static_cast<const char*>(NULL) + t2;
+    EXPECT_EQ(std::string(before.p, before.size), "y");
+}
+
+TEST(QELBlobTest, BlobViewingATemporaryIsPrependedFromItsBytes)
+{
+    QELTBlob t(3);
+    memcpy(t.p, "abc", 3);
+    QELBlob view;
+    view.wrap(t.p + 1, 2); // "bc", inside the temporary's block
+    QELTBlob joined = view + t;
+    EXPECT_FALSE(joined.isWrap);
+    EXPECT_EQ(std::string(joined.p, joined.size), "bcabc");
+}
+
 // --- Concatenation overloads ---
 
 TEST(QELBlobTest, ConcatenationOverloadsTable)
@@ -571,6 +635,32 @@ TEST(QELBlobTest, AddToWrappedBlobCopiesAndOwns)
     EXPECT_EQ(bytes(w), "abcab");
 }
 
+TEST(QELBlobTest, AddOfANullListChangesNothing)
+{
+    QELBlob b("abc");
+    char* before = b.p;
+    b.add(static_cast<const QELGBlob* const*>(NULL));
+    b.add(static_cast<const char* const*>(NULL));
+    EXPECT_EQ(b.p, before);
+    EXPECT_EQ(bytes(b), "abc");
+}
+
+TEST(QELBlobTest, AddOfTextViewingTheBlobsOwnBytesCopiesThemBeforeTheyMove)
+{
+    QELBlob b("xy", 3); // "xy" and its NUL, so that the bytes are also a C string
+    const char* list[] = { b.p, "z", b.p + 1, NULL };
+    b.add(list);
+    EXPECT_EQ(bytes(b), std::string("xy\0xyzy", 7));
+    char buf[] = "wv";
+    QELBlob w;
+    w.wrap(buf, 2);
+    const char* fromWrapped[] = { buf, NULL }; // a wrapped buffer never moves
+    w.add(fromWrapped);
+    EXPECT_FALSE(w.isWrap);
+    EXPECT_EQ(bytes(w), "wvwv");
+    EXPECT_STREQ(buf, "wv");
+}
+
 TEST(QELBlobTest, AddWithManyVariadicArguments)
 {
     QELBlob parts[20];
@@ -661,6 +751,16 @@ TEST(QELBlobTest, WrapAndUnwrap)
     src.wrap(src); // own buffer: no change
     EXPECT_FALSE(src.isWrap);
     EXPECT_EQ(bytes(src), "view");
+}
+
+TEST(QELBlobTest, WrappingItsOwnBlockLeavesAnOwnedBlobUnchanged)
+{
+    QELBlob b("own");
+    char* block = b.p;
+    b.wrap(block, 2);
+    EXPECT_FALSE(b.isWrap);
+    EXPECT_EQ(b.p, block);
+    EXPECT_EQ(bytes(b), "own");
 }
 
 TEST(QELBlobTest, ReverseTable)

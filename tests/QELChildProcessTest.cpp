@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <atomic>
 #include <cstring>
 #include <fstream>
@@ -22,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include "QELStd.h"
+#include "QELSystemCallFilter.h"
 
 namespace {
 
@@ -396,6 +398,12 @@ TEST(QELChildProcessTest, StartFailuresAreReportedWithTheirCause)
     ASSERT_NE(mkdtemp(scratch), nullptr);
     std::string plain = std::string(scratch) + "/plain";
     std::ofstream(plain) << "data\n";
+    std::string garbage = std::string(scratch) + "/garbage";
+    std::ofstream(garbage) << "\x01\x02 no program\n";
+    chmod(garbage.c_str(), 0755);
+    std::string loop = std::string(scratch) + "/loop";
+    std::string belowPlain = plain + "/program";
+    ASSERT_EQ(symlink(loop.c_str(), loop.c_str()), 0);
     const StartFailureCase cases[] = {
         // program missing
         {"not found", "/nonexistent/program", "", QELChildProcess::NotFound, ENOENT},
@@ -407,6 +415,14 @@ TEST(QELChildProcessTest, StartFailuresAreReportedWithTheirCause)
         {"chdir", "/bin/true", "/nonexistent/dir", QELChildProcess::DirectoryFailed, ENOENT},
         // the working directory is a file
         {"chdir to a file", "/bin/true", plain.c_str(), QELChildProcess::DirectoryFailed, ENOTDIR},
+        // a file in the program's path where a directory should be
+        {"file as a directory", belowPlain.c_str(), "", QELChildProcess::NotFound, ENOTDIR},
+        // a good working directory, a missing program
+        {"missing in a good directory", "/nonexistent/program", "/", QELChildProcess::NotFound, ENOENT},
+        // executable bits on a file of no known format
+        {"no format", garbage.c_str(), "", QELChildProcess::NotExecutable, ENOEXEC},
+        // a path that never resolves: no cause of its own
+        {"link loop", loop.c_str(), "", QELChildProcess::SpawnFailed, ELOOP},
     };
     for (const StartFailureCase& c : cases) {
         SCOPED_TRACE(c.name);
@@ -423,6 +439,11 @@ TEST(QELChildProcessTest, StartFailuresAreReportedWithTheirCause)
     QELChildProcess missing(QELString("/nonexistent/program"));
     missing.start();
     EXPECT_EQ(text(missing.startFailureText()), "not found (No such file or directory)");
+    QELChildProcess looping{QELString(loop.c_str())};
+    EXPECT_FALSE(looping.run());
+    EXPECT_EQ(text(looping.startFailureText()), "cannot start a process (Too many levels of symbolic links)");
+    unlink(loop.c_str());
+    unlink(garbage.c_str());
     unlink(plain.c_str());
     rmdir(scratch);
 }
@@ -477,15 +498,6 @@ TEST(QELChildProcessTest, WorkingDirectoryIsChanged)
     EXPECT_EQ(text(runner.output), "/\n");
 }
 
-// A program named relative to the working directory is run from there.
-TEST(QELChildProcessTest, RelativeProgramIsFoundInTheWorkingDirectory)
-{
-    QELChildProcess runner(QELString("bin/pwd"));
-    runner.directory = QELString("/");
-    ASSERT_TRUE(runner.run()) << text(runner.startFailureText());
-    EXPECT_EQ(text(runner.output), "/\n");
-}
-
 TEST(QELChildProcessTest, NullStreamsGiveNothingAndEndOfInput)
 {
     QELChildProcess runner;
@@ -534,6 +546,97 @@ TEST(QELChildProcessTest, InputIsStreamedFromADescriptor)
     writer.join();
     close(ends[0]);
     EXPECT_EQ(text(runner.output), "3000000\n");
+}
+
+// A program named relative to the working directory is run from there
+// (no PATH search).
+TEST(QELChildProcessTest, RelativeProgramIsFoundInTheWorkingDirectory)
+{
+    QELChildProcess runner(QELString("pwd"));
+    runner.directory = QELString("/usr/bin");
+    ASSERT_TRUE(runner.run());
+    EXPECT_EQ(text(runner.output), "/usr/bin\n");
+}
+
+TEST(QELChildProcessTest, UnsettingANameLeavesLongerNamesThatStartWithIt)
+{
+    setenv("QEL_CHILD_PREFIX", "gone", 1);
+    setenv("QEL_CHILD_PREFIX_LONGER", "kept", 1);
+    QELChildProcess runner(QELString("/usr/bin/env"));
+    runner.unsetEnvironment(QELString("QEL_CHILD_PREFIX"));
+    ASSERT_TRUE(runner.run());
+    unsetenv("QEL_CHILD_PREFIX");
+    unsetenv("QEL_CHILD_PREFIX_LONGER");
+    std::string environment = text(runner.output);
+    EXPECT_EQ(environment.find("QEL_CHILD_PREFIX="), std::string::npos);
+    EXPECT_NE(environment.find("QEL_CHILD_PREFIX_LONGER=kept\n"), std::string::npos);
+}
+
+TEST(QELChildProcessTest, ARunnerThatNeverStartedHasNoFailureTextAndNoSignal)
+{
+    QELChildProcess runner(QELString("/bin/true"));
+    EXPECT_TRUE(runner.startFailureText().isEmpty());
+    EXPECT_FALSE(runner.terminate());
+    EXPECT_FALSE(runner.wait());
+    ASSERT_TRUE(runner.run());
+    EXPECT_TRUE(runner.startFailureText().isEmpty());
+    EXPECT_FALSE(runner.sendSignal(SIGTERM)); // finished
+}
+
+TEST(QELChildProcessTest, ZeroTimeoutTerminatesAtOnceAndHugeLimitsWaitWhole)
+{
+    QELChildProcess quick;
+    script(quick, {"sleep:100000"});
+    quick.setTimeout(0, -1);
+    ASSERT_TRUE(quick.run());
+    EXPECT_TRUE(quick.timedOut());
+    EXPECT_EQ(quick.terminationSignal(), SIGTERM);
+
+    QELChildProcess whole(QELString("/bin/true"));
+    ASSERT_TRUE(whole.start());
+    EXPECT_TRUE(whole.wait(int64_t(3) * 1000 * 1000 * 1000)); // beyond what poll takes at once
+    EXPECT_EQ(whole.exitCode(), 0);
+}
+
+TEST(QELChildProcessTest, RefusedRecordWithoutACallbackStillArrivesAsPlainLines)
+{
+    QELBufferedTextLog log;
+    QELChildProcess runner;
+    script(runner, {"badlog:strange"});
+    runner.log = &log;
+    ASSERT_TRUE(runner.run());
+    EXPECT_NE(text(log.getBuffer()).find("strange</Message>"), std::string::npos);
+}
+
+TEST(QELChildProcessTest, InputDescriptorThatCannotBeReadEndsTheInput)
+{
+    int directory = open("/", O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(directory, 0);
+    QELChildProcess runner;
+    script(runner, {"count"});
+    runner.setInputDescriptor(directory);
+    ASSERT_TRUE(runner.run());
+    close(directory);
+    EXPECT_EQ(text(runner.output), "0\n");
+}
+
+TEST(QELChildProcessTest, NonBlockingInputDescriptorIsReadAsItsDataArrives)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    std::thread writer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        if (write(ends[1], "late data", 9) != 9)
+            return;
+        close(ends[1]);
+    });
+    QELChildProcess runner;
+    script(runner, {"count"});
+    runner.setInputDescriptor(ends[0]);
+    ASSERT_TRUE(runner.run());
+    writer.join();
+    close(ends[0]);
+    EXPECT_EQ(text(runner.output), "9\n");
 }
 
 TEST(QELChildProcessTest, TenThousandRunsLeaveNoDescriptorOrZombie)
@@ -591,4 +694,43 @@ TEST(QELChildProcessDeathTest, InvariantCoversEveryState)
                                 "Assertion .*\\(\\(this\\)->state==QELChildProcess::NotStarted\\)");
     runner.state = QELChildProcess::NotStarted;
     runner.signal = 0;
+}
+
+// Without pipes the runner cannot start: the cause is a spawn failure with
+// the pipe's errno, and nothing is left open. Exits with 0 when so.
+static void startWithoutPipes()
+{
+    if (!forbidPipes())
+        _exit(3);
+    const int before = openDescriptorCount();
+    QELChildProcess runner(QELString("/bin/true"));
+    const bool started = runner.start();
+    _exit(started ? 1
+          : runner.startCause != QELChildProcess::SpawnFailed || runner.startErrno != EMFILE ? 2
+          : openDescriptorCount() != before ? 4
+          : 0);
+}
+
+TEST(QELChildProcessDeathTest, WithoutPipesTheStartFailsAndLeavesNothingOpen)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(startWithoutPipes(), ::testing::ExitedWithCode(0), "");
+}
+
+// With the caller's standard input closed, /dev/null for the child's input
+// would take descriptor 0: it is moved above 2, so that the child still
+// reads it as its input. Exits with 0 when the child read nothing, at once.
+static void runWithStandardInputClosed()
+{
+    close(0);
+    QELChildProcess runner;
+    script(runner, {"count"});
+    runner.streams[0] = QELChildProcess::Null;
+    _exit(runner.run() && text(runner.output) == "0\n" ? 0 : 1);
+}
+
+TEST(QELChildProcessDeathTest, NullInputWorksWithTheCallersStandardInputClosed)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(runWithStandardInputClosed(), ::testing::ExitedWithCode(0), "");
 }

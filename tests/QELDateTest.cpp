@@ -307,6 +307,16 @@ TEST_F(QELDateTest, NullStructurePointerOnlyMakesTheDateNull)
     EXPECT_EQ((long)f, -1);
 }
 
+TEST_F(QELDateTest, AssigningAStructurePointerSetsTheDate)
+{
+    QELDate d(TIMESTAMP_STRUCT{ 2006, 3, 5, 14, 7, 9, 123 });
+    const DATE_STRUCT date = { 1999, 12, 31 };
+    QELDate& r = (d = &date);
+    EXPECT_EQ(&r, &d);
+    EXPECT_FALSE(d.isNull);
+    expectFields(d, { 1999, 12, 31, 0, 0, 0, 0 });
+}
+
 TEST_F(QELDateTest, GetDateCopiesFieldsOut)
 {
     QELDate d(TIMESTAMP_STRUCT{ 2006, 3, 5, 14, 7, 9, 123 });
@@ -346,6 +356,8 @@ TEST_F(QELDateTest, PointerGettersAreNullOnlyWhenTheirFieldsAreZero)
         { { 0, 0, 0, 0, 0, 1, 0 }, false, false },      // one second
         { { 0, 0, 0, 12, 0, 0, 0 }, false, false },     // noon
         { { 0, 0, 1, 0, 0, 0, 0 }, false, true },       // day alone
+        { { 0, 3, 0, 0, 0, 0, 0 }, false, true },       // month alone
+        { { 0, 0, 0, 0, 7, 0, 0 }, false, false },      // minute alone
     };
     for (const Row& row : rows) {
         QELDate d(row.ts);
@@ -721,6 +733,11 @@ TEST_F(QELDateTest, ParsingFollowsTheDigitRules)
         { "0000-00-00 00:00:00", true, { 0, 0, 0, 0, 0, 0, 0 } }, // all zero
         { "00:00:00.000", true, { 0, 0, 0, 0, 0, 0, 0 } },
         { "0", true, { 0, 0, 0, 0, 0, 0, 0 } },
+        // Year 0 and one other field set: not null, whichever field it is.
+        { "0000-05-00", false, { 0, 5, 0, 0, 0, 0, 0 } },
+        { "0000-00-07", false, { 0, 0, 7, 0, 0, 0, 0 } },
+        { "0000-00-00 00:07", false, { 0, 0, 0, 0, 7, 0, 0 } },
+        { "0000-00-00 00:00:07", false, { 0, 0, 0, 0, 0, 7, 0 } },
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);

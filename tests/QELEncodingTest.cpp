@@ -136,6 +136,7 @@ TEST(QELEncodingTest, EquivalenceTable)
         { "failed with itself", &bad1, &bad1, false },
         { "two failed ones", &bad1, &bad2, false },
         { "failed and open", &bad1, &lower, false },
+        { "open and failed", &lower, &bad1, false },
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -204,6 +205,8 @@ TEST(QELEncodingTest, ConversionTable)
         { "ASCII to UTF-8", &ascii, &utf8, "plain", "plain" },
         { "empty text", &latin, &utf8, "", "" },
         { "UTF-8 to UTF-7", &utf8, &utf7, "\xc3\xa9", "+AOk-" },
+        { "ISO-8859-1 to another charset than UTF-8", &latin, &utf7, "caf\xe9", "caf+AOk-" },
+        { "empty text through ICU", &utf8, &latin, "", "" },
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

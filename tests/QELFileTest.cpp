@@ -313,6 +313,15 @@ TEST_F(QELFileDiskTest, WriteReturnsFalseOnSuccess)
     EXPECT_TRUE(file.close()); // closing twice
 }
 
+TEST(QELFileTest, CloseReportsAWriteTheDeviceRefused)
+{
+    QELFile full(QELString("/dev/full"));
+    ASSERT_TRUE(full.open(std::ios::out));
+    full << QELString("no room for this text");
+    EXPECT_FALSE(full.close());
+    EXPECT_FALSE(full.stream.is_open());
+}
+
 TEST_F(QELFileDiskTest, AppendAndTruncateModes)
 {
     std::string path = write("m.txt", "one\n");
@@ -512,6 +521,9 @@ TEST_F(QELFileDiskTest, EscapedQuotes0x10)
     // An escaped quote starts no run: the two quotes after it toggle twice,
     // so the line is not left open (with 0x08 they would be a third one).
     EXPECT_EQ((Lines{"a\"\"\"b", ""}), lines("a\\\"\"\"b\n", 0x1C));
+    // Flags without a meaning for backslashes keep a pair as two.
+    EXPECT_EQ((Lines{"\"a\\\\b\"", ""}), lines("\"a\\\\b\"\n", 0x04));
+    EXPECT_EQ((Lines{"a\\\\b", ""}), lines(" a\\\\b \n", 0x40));
 }
 
 TEST_F(QELFileDiskTest, EscapeSequences0x20)

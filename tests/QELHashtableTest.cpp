@@ -632,6 +632,11 @@ TEST(QELHashtableIteratorTest, FindNextStaysInTheCurrentBucket)
     // At the head findPrevious gives null at once.
     EXPECT_EQ(NULL, it.findPrevious(K(&k)));
     EXPECT_EQ(I(&items[2]), it.get());
+    // From the tail, findPrevious walks back over a non-matching item.
+    QELHashtable::Iterator tail(t);
+    tail.findFirst(K(&k));
+    EXPECT_EQ(I(&items[0]), tail.findNext(K(&k)));
+    EXPECT_EQ(I(&items[2]), tail.findPrevious(K(&k)));
     // An unlocated iterator finds nothing.
     QELHashtable::Iterator fresh(t, true);
     EXPECT_EQ(NULL, fresh.findNext(K(&k)));
@@ -673,6 +678,16 @@ TEST(QELHashtableIteratorTest, IteratorsOnNoItemAreUnequal)
     EXPECT_TRUE(d == l);
     QELHashtable::Iterator other(empty);
     EXPECT_FALSE(other == f1);
+    QELHashtable::Iterator detached;
+    EXPECT_FALSE(f1 == detached);
+    // An iterator made on the empty table stays on no item once items arrive.
+    QELHashtable::Iterator early(empty);
+    Item late{3};
+    empty.add(I(&late));
+    QELHashtable::Iterator onLate(empty, true);
+    EXPECT_EQ(-1, early.index);
+    EXPECT_FALSE(onLate == early);
+    EXPECT_TRUE(onLate != early);
 }
 
 TEST(QELHashtableIteratorTest, MoveToAttachesToAnotherTable)

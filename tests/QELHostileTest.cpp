@@ -564,6 +564,45 @@ TEST_F(QELHostileMemoryDeathTest, BlobGrowthBeyondMemoryAbortsWithTheSize)
         ::testing::KilledBySignal(SIGABRT), "^out of memory allocating 1073741824 bytes\n$");
 }
 
+TEST_F(QELHostileMemoryDeathTest, HashtableOfAGigaBucketsBeyondMemoryAbortsWithTheTableSize)
+{
+    const std::string size = std::to_string((1ull << 30) * sizeof(QELHashtableElement*));
+    EXPECT_EXIT(
+        {
+            capAddressSpace();
+            QELHashtable table(1 << 30);
+            int item = 0;
+            table.add(reinterpret_cast<const QELContainerItem*>(&item)); // allocates the table
+        },
+        ::testing::KilledBySignal(SIGABRT), "^out of memory allocating " + size + " bytes\n$");
+}
+
+TEST_F(QELHostileMemoryDeathTest, KeyBeyondMemoryAbortsWithTheNodeSize)
+{
+    EXPECT_EXIT(
+        {
+            const QELString key(std::string(80u << 20, 'k').c_str());
+            capAddressSpace();
+            QELSimpleStringHashtable table;
+            int value = 0;
+            table.add(key, &value); // the node holds a copy of the key
+        },
+        ::testing::KilledBySignal(SIGABRT), "^out of memory allocating [0-9]{8,} bytes\n$");
+}
+
+TEST_F(QELHostileMemoryDeathTest, NodesBeyondMemoryAbortWithTheObjectSize)
+{
+    EXPECT_EXIT(
+        {
+            capAddressSpace();
+            QELSimpleLongHashtable table(false, 1 << 20); // short chains: each add stays cheap
+            int value = 0;
+            for (long key = 0;; key++)
+                table.add(key, &value);
+        },
+        ::testing::KilledBySignal(SIGABRT), "^out of memory allocating [0-9]{1,3} bytes\n$");
+}
+
 TEST_F(QELHostileMemoryDeathTest, LogRecordParserBeyondMemoryAbortsWithTheSize)
 {
     EXPECT_EXIT(

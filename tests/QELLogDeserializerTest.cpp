@@ -592,6 +592,17 @@ TEST(QELLogDeserializerTest, ParserEntryPointsReportElementAndDecodedText)
     EXPECT_EQ(seen.names, (std::vector<std::string>{"Message"}));
     EXPECT_EQ(seen.calls, 0);
     QELLogDeserializer::deleteLogEventParser(parser);
+
+    // Without a log of its own a parser refuses bad records silently.
+    int starts = 0;
+    void* silent = QELLogDeserializer::createLogEventParser(
+        &starts, nullptr, [](void* user, const char*, const char**) { ++*static_cast<int*>(user); },
+        [](void*, const char*, int) {});
+    EXPECT_FALSE(QELLogDeserializer::parseLogEvent(QELString("<Message>"), silent));
+    EXPECT_FALSE(QELLogDeserializer::parseLogEvent(QELString("<Other/>"), silent));
+    EXPECT_TRUE(QELLogDeserializer::parseLogEvent(QELString("<Message/>"), silent));
+    EXPECT_EQ(starts, 2);
+    QELLogDeserializer::deleteLogEventParser(silent);
 }
 
 // ---------------------------------------------------------------------------

@@ -384,6 +384,16 @@ TEST(QELLogTest, XmlTimestampPadsMonthWithBlank)
     e.timestamp.minute = 65535;
     e.timestamp.second = 7;
     EXPECT_EQ(expectedXml(e), str(formatter.formatEvent(e)));
+    // One field of three digits among common ones, each field in turn.
+    uint16_t QELDate::*const fields[] = {&QELDate::day, &QELDate::hour, &QELDate::minute, &QELDate::second};
+    for (uint16_t QELDate::*field : fields) {
+        QELLogEvent one = event("m", 5);
+        one.timestamp.setDate(QELString("2006-03-05 14:07:09"));
+        one.timestamp.*field = 100;
+        const std::string text = str(formatter.formatEvent(one));
+        EXPECT_EQ(expectedXml(one), text);
+        EXPECT_NE(std::string::npos, text.find("100")) << text;
+    }
 }
 
 TEST(QELLogTest, HeaderIsAlways29Bytes)

@@ -3,11 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <stddef.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
@@ -31,6 +27,7 @@
 #include "QELProcess.h"
 #include "QELStd.h"
 #include "QELDeathTestPatterns.h"
+#include "QELSystemCallFilter.h"
 
 namespace {
 
@@ -160,6 +157,25 @@ TEST(QELProcessTest, ProcessNameOfUnknownProcessIsPsHeaderOrEmpty)
     // ps prints only its header line for a process that does not exist.
     QELString name = getProcessName(999999999);
     EXPECT_EQ(str(name), "COMMAND");
+}
+
+// Where the shell finds no ps, nothing is read: every ps accessor gives the
+// empty string.
+TEST(QELProcessTest, WithoutPsTheProcessAccessorsAreEmpty)
+{
+    const char* path = getenv("PATH");
+    const std::string saved = path != nullptr ? path : "";
+    setenv("PATH", "/nonexistent-directory-for-this-test", 1);
+    const std::string name = str(getProcessName(getProcessId()));
+    const std::string where = str(getProcessPath(getProcessId()));
+    const std::string line = str(getCommandLine());
+    if (path != nullptr)
+        setenv("PATH", saved.c_str(), 1);
+    else
+        unsetenv("PATH");
+    EXPECT_EQ(name, "");
+    EXPECT_EQ(where, "");
+    EXPECT_EQ(line, "");
 }
 
 namespace {
@@ -298,6 +314,25 @@ TEST(QELProcessTest, ArgumentsArePassedAsGivenWithCommandAsArgvZero)
     EXPECT_TRUE(launchInSeparateProcess(QELString("/bin/sh"), 6, argv.data(), &status, emptyString, &out, nullptr,
                                         nullptr, nullptr));
     EXPECT_EQ(str(out), "[zero][one two][][\xc3\xa9]");
+}
+
+TEST(QELProcessTest, NegativeCountOrNullArgumentsPassTheCommandAlone)
+{
+    // sh without arguments reads its script from the input.
+    const QELString script("printf '[%s]' \"$#\"");
+    QELString unused[] = {QELString("-c"), QELString("exit 9")};
+    struct Case {
+        int argc;
+        QELString* argv;
+    } cases[] = {{-1, unused}, {2, nullptr}};
+    for (const Case& c : cases) {
+        QELString out;
+        int status = -1;
+        EXPECT_TRUE(launchInSeparateProcess(QELString("/bin/sh"), c.argc, c.argv, &status, script, &out, nullptr,
+                                            nullptr, nullptr));
+        EXPECT_EQ(str(out), "[0]") << c.argc;
+        EXPECT_EQ(WEXITSTATUS(status), 0);
+    }
 }
 
 TEST(QELProcessTest, EmptyInputClosesStandardInputAtOnce)
@@ -497,6 +532,22 @@ TEST(QELProcessTest, WaitInterruptedByASignalStillStoresTheStatus)
     EXPECT_TRUE(started);
     ASSERT_TRUE(WIFEXITED(status)) << status;
     EXPECT_EQ(3, WEXITSTATUS(status));
+// A SIGPIPE that was already pending for the caller is the caller's: the
+// writes leave it pending instead of consuming it with their own.
+TEST(QELProcessTest, CallersPendingPipeSignalStaysPending)
+{
+    sigset_t pipeSignal, before, pending;
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipeSignal, &before);
+    pthread_kill(pthread_self(), SIGPIPE);
+    ChildRun r = runShell("exit 7", pattern('p', 4 * 1024 * 1024));
+    EXPECT_EQ(WEXITSTATUS(r.status), 7);
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 1);
+    struct timespec zero = {0, 0};
+    EXPECT_EQ(sigtimedwait(&pipeSignal, nullptr, &zero), SIGPIPE);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(QELProcessTest, JoinedOutputArrivesInErrorInWritingOrder)
@@ -549,6 +600,9 @@ TEST(QELProcessTest, NulByteCutsThePieceShort)
 {
     ChildRun r = runShell("printf 'ab\\000cd'");
     EXPECT_EQ(r.out, "ab");
+    // A piece that starts with a NUL adds nothing at all.
+    r = runShell("printf '\\000lost'");
+    EXPECT_EQ(r.out, "");
 }
 
 TEST(QELProcessTest, ChildRunsInTheGivenDirectory)
@@ -752,22 +806,45 @@ TEST(QELProcessTest, UnterminatedLastPieceOfErrorIsDroppedFromTheLogOnly)
 
 namespace {
 
-// Makes every later fork of this process fail with EAGAIN (a seccomp filter
-// on the process-creating system calls), as when the process limit is hit.
-bool forbidForks()
+// Without reader threads both pipes are read in the calling thread: exits
+// with 0 when output, error and status arrived whole.
+void runWithoutThreads()
 {
-    struct sock_filter filter[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone, 4, 0),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_clone3, 3, 0),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fork, 2, 0),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_vfork, 1, 0),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
-    };
-    struct sock_fprog program = {static_cast<unsigned short>(sizeof filter / sizeof filter[0]), filter};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &program) == 0;
+    if (!forbidThreads())
+        _exit(3);
+    QELString out, err;
+    int status = -7;
+    bool started = launchInSeparateProcess(QELString("/bin/sh"), 2,
+                                           std::vector<QELString>{QELString("-c"), QELString("echo out; echo err >&2; exit 4")}.data(),
+                                           &status, emptyString, &out, &err, nullptr, nullptr);
+    _exit(!started ? 1 : str(out) != "out\n" ? 2 : str(err) != "err\n" ? 4 : WEXITSTATUS(status) != 4 ? 5 : 0);
+}
+
+// Without pipes the child still runs on the caller's own streams and its
+// status arrives; nothing is collected. Exits with 0 when so.
+void runWithoutPipes()
+{
+    if (!forbidPipes())
+        _exit(3);
+    QELString out, err;
+    int status = -7;
+    bool started = launchInSeparateProcess(QELString("/bin/sh"), 2,
+                                           std::vector<QELString>{QELString("-c"), QELString("exit 6")}.data(),
+                                           &status, QELString("input"), &out, &err, nullptr, nullptr);
+    _exit(!started ? 1 : !str(out).empty() || !str(err).empty() ? 2 : WEXITSTATUS(status) != 6 ? 4 : 0);
+}
+
+// With the caller's standard input closed, the new pipes would take
+// descriptor 0: they are moved above 2, so that the child's input is the
+// pipe. Exits with 0 when cat echoed its input.
+void runWithStandardInputClosed()
+{
+    close(0);
+    QELString out;
+    int status = -7;
+    launchInSeparateProcess(QELString("/bin/cat"), 0, nullptr, &status, QELString("through the pipe"), &out,
+                            nullptr, nullptr, nullptr);
+    _exit(str(out) == "through the pipe" && WEXITSTATUS(status) == 0 ? 0 : 1);
 }
 
 // Runs both exec forms with forks forbidden and exits with 0 when both
@@ -793,6 +870,24 @@ TEST(QELProcessDeathTest, FailedForkReturnsFalseAndClosesEveryPipeEnd)
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     // Exit code 0: forks forbidden, exec false, no descriptor left open.
     EXPECT_EXIT(runWithoutForks(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(QELProcessDeathTest, WithoutThreadsBothPipesAreReadByTheCaller)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(runWithoutThreads(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(QELProcessDeathTest, WithoutPipesTheChildStillRunsAndItsStatusArrives)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(runWithoutPipes(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(QELProcessDeathTest, PipesStayAboveTheStandardDescriptors)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(runWithStandardInputClosed(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(QELProcessDeathTest, UnknownAttributeFromChildStopsTheParent)

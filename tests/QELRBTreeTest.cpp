@@ -416,6 +416,19 @@ TEST(QELRBTreeTest, CopyKeepsShapeColoursAndItems)
     EXPECT_EQ(I(&items[3]), c._first->data);
 }
 
+TEST(QELRBTreeTest, CopyOfASubclassKeepsItsOrderAndFirstItem)
+{
+    std::vector<Item> items = MakeItems({5, 2, 9, 1});
+    IntTree t;
+    for (Item& it : items)
+        t.add(I(&it));
+    IntTree c(t);
+    EXPECT_TRUE(IsSoundTree(c, &t));
+    EXPECT_EQ(4, c.size);
+    EXPECT_EQ(I(&items[3]), c._first->data);
+    EXPECT_TRUE(c == t);
+}
+
 TEST(QELRBTreeTest, CopyOfEmptyTreeIsEmpty)
 {
     QELRBTree t;

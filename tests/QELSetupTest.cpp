@@ -298,6 +298,39 @@ TEST_F(QELSetupTest, WriteIntoAMissingDirectoryFailsWithoutWritingElsewhere)
     EXPECT_FALSE(setup.write());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_FALSE(std::filesystem::exists(gone));
+TEST_F(QELSetupTest, WriteRecreatesAFileRemovedSinceTheRead)
+{
+    std::string file = writeFile("QELSetup.xml", SAMPLE);
+    QELSetup setup(QELString(file.c_str()));
+    ASSERT_TRUE(setup.read());
+    ASSERT_EQ(std::remove(file.c_str()), 0);
+    ASSERT_TRUE(setup.setValue(QELString("Directory/Home"), QELString("/srv/new")));
+    EXPECT_TRUE(setup.write());
+    QELSetup again(QELString(file.c_str()));
+    ASSERT_TRUE(again.read());
+    EXPECT_EQ(value(again, "Directory/Home"), "/srv/new");
+}
+
+// The new content is written beside the file under a name made of the file's
+// name, the process id and a counter; when a hundred such names in a row are
+// taken, the write gives up and the file keeps its content. Run in a fresh
+// process, whose counter starts at 1.
+TEST_F(QELSetupTest, WriteGivesUpAfterAHundredTakenTemporaryNames)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    std::string file = writeFile("QELSetup.xml", SAMPLE);
+    EXPECT_EXIT(
+        {
+            QELSetup setup(QELString(file.c_str()));
+            if (!setup.read())
+                _exit(3);
+            for (int n = 1; n <= 100; n++)
+                std::ofstream(file + ".tmp-" + std::to_string(getpid()) + "-" + std::to_string(n)) << "taken";
+            setup.setValue(QELString("Directory/Home"), QELString("/srv/new"));
+            const bool written = setup.write();
+            _exit(written ? 1 : readFile(file) != SAMPLE ? 2 : 0);
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 // --- Merging ---
@@ -343,6 +376,8 @@ TEST_F(QELSetupTest, SetFromAnUnreadOrMissingSourceChangesNothing)
     QELSetup unread(QELString(file.c_str()));
     target.setFrom(&unread);
     target.setFrom(static_cast<QELSetup*>(nullptr));
+    target.setFrom(nullptr, QELString("Directory"), &unread); // no node
+    target.setFrom(target.findNode(QELString("Directory")), QELString("Directory"), nullptr); // no source
     QELSetup otherRoot(QELString(writeFile("other.xml", "<Config><Directory><Home>/y</Home></Directory></Config>").c_str()));
     ASSERT_TRUE(otherRoot.read());
     target.setFrom(&otherRoot);

@@ -674,6 +674,78 @@ TEST(QELSimpleHashtableTest, LongCopyAndAssignment)
     EXPECT_EQ(0, d.size);
 }
 
+TEST(QELSimpleHashtableTest, CopiesOfEmptyTablesAreEmptyAndSelfAssignmentKeepsEntries)
+{
+    QELSimpleStringHashtable emptyStrings(true, false, 16);
+    QELSimpleStringHashtable stringCopy(emptyStrings);
+    EXPECT_EQ(0, stringCopy.size);
+    EXPECT_TRUE(stringCopy.ignoreCase);
+    EXPECT_EQ(16, stringCopy.bucketCount()); // allocated by the first add
+    QELSimpleLongHashtable emptyLongs(true, 4);
+    QELSimpleLongHashtable longCopy(emptyLongs);
+    EXPECT_EQ(0, longCopy.size);
+    EXPECT_TRUE(longCopy.replace);
+
+    std::vector<Item> values(3);
+    QELSimpleStringHashtable strings;
+    strings.add(QELString("a"), &values[0]);
+    QELHashtable& stringBase = strings;
+    const QELHashtable& sameStrings = strings;
+    stringBase = sameStrings;
+    EXPECT_EQ(&values[0], MutableItemOf(strings.findFirst(SK(QELString("a")))));
+    stringBase = emptyStrings; // through the base: the entries go, the flags stay
+    EXPECT_EQ(0, strings.size);
+    EXPECT_FALSE(strings.ignoreCase);
+
+    QELSimpleLongHashtable longs;
+    const long one = 1, two = 2;
+    longs.add(one, &values[1]);
+    QELSimpleLongHashtable& sameLongs = longs;
+    longs = sameLongs;
+    QELHashtable& longBase = longs;
+    const QELHashtable& sameLongBase = longs;
+    longBase = sameLongBase;
+    EXPECT_EQ(1, longs.size);
+    EXPECT_EQ(&values[1], MutableItemOf(longs.findFirst(LK(&one))));
+    longs.add(two, &values[2]);
+    longBase = emptyLongs;
+    EXPECT_EQ(0, longs.size);
+}
+
+// Tables of a class that derives from the keyed tables, copied whole.
+struct QELCountedStringTable : QELSimpleStringHashtable {
+    int copies = 0;
+    QELCountedStringTable() : QELSimpleStringHashtable(true) {}
+    QELCountedStringTable(const QELCountedStringTable& other) : QELSimpleStringHashtable(other), copies(other.copies + 1) {}
+};
+struct QELCountedLongTable : QELSimpleLongHashtable {
+    int copies = 0;
+    QELCountedLongTable() = default;
+    QELCountedLongTable(const QELCountedLongTable& other) : QELSimpleLongHashtable(other), copies(other.copies + 1) {}
+};
+
+TEST(QELSimpleHashtableTest, SubclassCopiesCarryTheEntries)
+{
+    std::vector<Item> values(2);
+    QELCountedStringTable strings;
+    QELCountedStringTable emptyStringCopy(strings);
+    EXPECT_EQ(0, emptyStringCopy.size);
+    strings.add(QELString("Key"), &values[0]);
+    QELCountedStringTable stringCopy(strings);
+    EXPECT_EQ(1, stringCopy.copies);
+    EXPECT_TRUE(stringCopy.ignoreCase);
+    EXPECT_EQ(Entries(strings), Entries(stringCopy));
+    EXPECT_EQ(&values[0], MutableItemOf(stringCopy.findFirst(SK(QELString("KEY")))));
+
+    QELCountedLongTable longs;
+    QELCountedLongTable emptyLongCopy(longs);
+    EXPECT_EQ(0, emptyLongCopy.size);
+    longs.add(-7, &values[1]);
+    QELCountedLongTable longCopy(longs);
+    EXPECT_EQ(1, longCopy.copies);
+    EXPECT_EQ(Entries(longs), Entries(longCopy));
+}
+
 // ------------------------------------------------------ Randomised model
 
 TEST(QELSimpleHashtableModelTest, StringTableAgainstStdMap)

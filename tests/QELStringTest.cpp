@@ -348,6 +348,16 @@ TEST(QELStringTest, PlusEqualsOfItselfDoublesTheText)
     EXPECT_STRING(s, "abcabcabcabc");
 }
 
+TEST(QELStringTest, WrapOfNullGivesTheSharedEmptyString)
+{
+    QELString s("owned");
+    s.wrap(static_cast<const char*>(nullptr));
+    EXPECT_EQ(s.p, QELString::emptyPtr);
+    EXPECT_EQ(s.len, 0);
+    EXPECT_EQ(s.alloc, 0u);
+    EXPECT_STRING(s, "");
+}
+
 TEST(QELStringTest, WrapThenAppendLeavesLiteralUntouched)
 {
     char literal[] = "abc";

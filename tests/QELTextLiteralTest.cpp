@@ -275,6 +275,21 @@ TEST(QELParameterizedTextLiteralTest, PiecesAreSharedByEveryFill)
     expectLiteralInvariant(l);
 }
 
+TEST(QELParameterizedTextLiteralTest, PreprocessingATokenisedTextAgainChangesNothing)
+{
+    QELParameterizedTextLiteral l("n", "{0} of {1}");
+    const QELString* tokens = l.preprocessedTextTokens;
+    const int32_t* sequence = l.preprocessedParameterSequenceTokens;
+    l.preprocessParameters(false);
+    l.preprocessParameters(true);
+    EXPECT_EQ(l.preprocessedTextTokens, tokens);
+    EXPECT_EQ(l.preprocessedParameterSequenceTokens, sequence);
+    EXPECT_EQ(l.parameterCount, 2);
+    EXPECT_EQ(l.maxParameterNumber, 1);
+    EXPECT_EQ(str(tokens[1]), " of ");
+    expectLiteralInvariant(l);
+}
+
 TEST(QELParameterizedTextLiteralTest, NullValueArrayFillsNothing)
 {
     QELParameterizedTextLiteral l("n", "a{0}b{1}c");

@@ -692,6 +692,36 @@ TEST_F(QELTextLiteralsCollectionTest, LargeFileWithBomIsReadAcrossChunks)
     EXPECT_EQ(fill(static_cast<QELParameterizedTextLiteral*>(c->find("greeting")), "Kai"), "Moin Kai");
 }
 
+TEST_F(QELTextLiteralsCollectionTest, UnnamedCollectionReadsTheFileNamedByTheLocaleAlone)
+{
+    TemporaryDirectory dir;
+    ASSERT_FALSE(dir.path.empty());
+    {
+        std::ofstream out(dir.path + "/_en.xml", std::ios::binary);
+        out << "<?xml version=\"1.0\"?>\n<TextLiterals>\n  <Text id=\"title\">Unnamed en</Text>\n</TextLiterals>\n";
+    }
+    QELTextLiteralsCollection::translationsPath = (dir.path + "/").c_str();
+    TestCollection* c = make("", {new QELTextLiteral("title", "t")});
+    c->init();
+    EXPECT_EQ(c->text("title"), "Unnamed en");
+    EXPECT_TRUE(registered(c));
+}
+
+// A collection that has no literal array at all.
+class ArraylessCollection : public QELTextLiteralsCollection {
+public:
+    QELString getCollectionName() override { return QELString("Basic"); }
+    QELTextLiteral** getTextLiterals() override { return nullptr; }
+};
+
+TEST_F(QELTextLiteralsCollectionTest, CollectionWithoutAnArrayTranslatesNothing)
+{
+    ArraylessCollection c;
+    EXPECT_EQ(c.addTextTranslation("title", "x", nullptr), 0);
+    c.init(); // the Basic files are read and their entries ignored
+    EXPECT_TRUE(registered(&c));
+}
+
 // ---------------------------------------------------------------------------
 // Assertions
 

@@ -468,6 +468,28 @@ TEST(QELVectorTest, RemoveThroughForeignOrDetachedIteratorChangesNothing)
     EXPECT_EQ(0, onB.position);
 }
 
+// An iterator left past the end by removals through the vector itself hands
+// out nothing and removes nothing, for both kinds of vector.
+TEST(QELVectorTest, IteratorLeftPastTheEndByRemovalsGivesAndRemovesNothing)
+{
+    QELVector v;
+    QELOrderedVector o;
+    fill(v, {1, 2, 3});
+    fill(o, {1, 2, 3});
+    QELVector::Iterator onV(v, false), onO(o, false);
+    v.removeElement(0);
+    v.removeElement(0);
+    o.remove(0);
+    o.remove(0);
+    ASSERT_EQ(2, onV.position);
+    EXPECT_EQ(nullptr, onV.get());
+    EXPECT_EQ(nullptr, *onV);
+    EXPECT_EQ(nullptr, v.remove(&onV));
+    EXPECT_EQ(nullptr, o.remove(&onO));
+    EXPECT_EQ(items({2}), contents(v)); // the last item filled each gap
+    EXPECT_EQ(items({3}), contents(o));
+}
+
 TEST(QELVectorTest, RemoveThroughIteratorFillsGapWithLastItem)
 {
     QELVector v;
@@ -906,6 +928,10 @@ TEST(QELOrderedVectorTest, ConstructorsBehaveAsVector)
     EXPECT_EQ(0, a.array_size);
     EXPECT_EQ(0, b.array_size);
     EXPECT_EQ(-6, c.array_size);
+    QELOrderedVector emptyCopy(c); // an empty source: nothing allocated
+    EXPECT_EQ(0, emptyCopy.size);
+    EXPECT_EQ(0, emptyCopy.array_size);
+    EXPECT_EQ(nullptr, emptyCopy.array);
     fill(a, {1, 2, 3});
     QELOrderedVector d(a);
     EXPECT_EQ(3, d.array_size);

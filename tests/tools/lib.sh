@@ -8,9 +8,13 @@ trap 'rm -rf "$SCRATCH"' EXIT
 passed=0
 failed=0
 
-# A clean environment: only what the test sets itself.
+# A clean environment: only what the test sets itself, and where the coverage
+# run asks for them, the profile file names of the instrumented tools.
 run_clean() {
-    env -i PATH="$BIN:/usr/bin:/bin" LSAN_OPTIONS="${LSAN_OPTIONS:-}" ASAN_OPTIONS="${ASAN_OPTIONS:-}" "$@"
+    local profile=()
+    [ -n "${LLVM_PROFILE_FILE:-}" ] && profile=(LLVM_PROFILE_FILE="$LLVM_PROFILE_FILE")
+    env -i PATH="$BIN:/usr/bin:/bin" LSAN_OPTIONS="${LSAN_OPTIONS:-}" ASAN_OPTIONS="${ASAN_OPTIONS:-}" \
+        "${profile[@]}" "$@"
 }
 
 check() { # check NAME CONDITION...

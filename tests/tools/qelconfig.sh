@@ -76,6 +76,24 @@ capture run_clean "$BIN/qelconfig" explode
 check "unknown command exits 2" equals "$RC" 2
 capture run_clean "$BIN/qelconfig" --file "$conf/QELSetup.xml" get
 check "get without a path exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelconfig" --file "$conf/QELSetup.xml" list extra
+check "list with an operand exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelconfig" --file "$SCRATCH/absent.xml" list
+check "list of a missing file exits 1" equals "$RC" 1
+capture run_clean "$BIN/qelconfig" --file "$conf/QELSetup.xml" set Log/LogLevel
+check "set without a value exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelconfig" --file "$conf/QELSetup.xml" merge
+check "merge without a file exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelconfig" --file "$conf/QELSetup.xml" merge "$SCRATCH/absent.xml"
+check "merge from a missing file exits 1" equals "$RC" 1
+check "merge from a missing file names it" contains "$ERR" "absent.xml"
+capture run_clean "$BIN/qelconfig" --file "$SCRATCH/nowhere/QELSetup.xml" set Log/LogLevel 4
+check "set where no lock can be made exits 1" equals "$RC" 1
+check "set where no lock can be made says so" contains "$ERR" "nowhere"
+mkdir -p "$SCRATCH/adir"
+capture run_clean "$BIN/qelconfig" --file "$SCRATCH/adir" set Log/LogLevel 4
+check "set of a directory exits 1" equals "$RC" 1
+check "set of a directory says why" contains "$ERR" "Is a directory"
 capture run_clean "$BIN/qelconfig" --file "$SCRATCH/absent.xml" get Log/LogLevel
 check "missing file exits 1" equals "$RC" 1
 check "missing file is named" contains "$ERR" "absent.xml"

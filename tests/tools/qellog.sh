@@ -127,6 +127,9 @@ check "json: one valid object per line" equals "$(jq -s length <<< "$OUT")" 5
 check "json: ISO 8601 timestamps" equals "$(jq -r 'select(.code == "E7") | .timestamp' <<< "$OUT" | grep -Ec '^2021-06-15T12:30:00[+-][0-9]{2}:[0-9]{2}$')" 1
 check "json: stack trace" equals "$(jq -r 'select(.code == "E7") | .stackTrace' <<< "$OUT")" $'at a\nat b'
 check "json: plain lines marked" equals "$(jq -r 'select(.plain) | .message' <<< "$OUT" | head -1)" "first plain"
+printf 'bad \xff byte, overlong \xc0\xaf, cut \xe2\x82\n' > "$SCRATCH/invalid"
+capture "$BIN/qellog" --output json "$SCRATCH/invalid"
+check "json: invalid UTF-8 becomes U+FFFD" equals "$(jq -r .message <<< "$OUT")" $'bad \uFFFD byte, overlong \uFFFD\uFFFD, cut \uFFFD\uFFFD'
 capture "$BIN/qellog" --output full "$SCRATCH/timed"
 check "full: the stack trace indented" contains "$OUT" $'[E7] midsummer\n                              at a\n                              at b'
 capture "$BIN/qellog" --output short "$SCRATCH/timed"
@@ -148,6 +151,23 @@ capture "$BIN/qellog" --since -2d "$SCRATCH/timed"
 check "--since relative" equals "$OUT" ""
 capture "$BIN/qellog" --since soon "$SCRATCH/timed"
 check "bad time exits 2" equals "$RC" 2
+capture "$BIN/qellog" --until today "$SCRATCH/timed"
+check "--until today keeps the past" contains "$OUT" "year end"
+capture "$BIN/qellog" --since yesterday "$SCRATCH/timed"
+check "--since yesterday drops the past" equals "$OUT" ""
+capture "$BIN/qellog" --since now "$SCRATCH/timed"
+check "--since now drops the past" equals "$OUT" ""
+capture "$BIN/qellog" --since 2021-13-01 "$SCRATCH/timed"
+check "month 13 is no time" equals "$RC" 2
+capture "$BIN/qellog" --since "2021-06-15 12:30:00x" "$SCRATCH/timed"
+check "trailing text after the time is refused" equals "$RC" 2
+capture "$BIN/qellog" --since -5x "$SCRATCH/timed"
+check "unknown relative unit is refused" equals "$RC" 2
+capture "$BIN/qellog" --level loud "$SCRATCH/timed"
+check "bad level to read exits 2" equals "$RC" 2
+capture "$BIN/qellog" "$SCRATCH"
+check "a directory cannot be read: exit 1" equals "$RC" 1
+check "a directory cannot be read: says why" contains "$ERR" "Is a directory"
 capture "$BIN/qellog" --grep 'mid|end$' "$SCRATCH/timed"
 check "--grep keeps matches" equals "$(grep -c . <<< "$OUT")" 2
 check "--grep drops the rest" lacks "$OUT" "new year"
@@ -168,6 +188,16 @@ if command -v script > /dev/null; then
     NO_COLOR=1 TERM=xterm script -qec "$BIN/qellog $SCRATCH/timed" /dev/null > "$SCRATCH/tty" < /dev/null
     check "NO_COLOR on a terminal" lacks "$(cat "$SCRATCH/tty")" $'\e['
 fi
+
+# A last line longer than a read, without its line end, and line ends of
+# CR LF split between reads: every byte of text arrives, no line end doubles.
+head -c 200000 /dev/zero | tr '\0' 'x' > "$SCRATCH/long"
+capture "$BIN/qellog" "$SCRATCH/long"
+check "unterminated long last line arrives whole" equals "$(tr -d '\n' <<< "$OUT" | wc -c)" 200000
+{ head -c 131071 /dev/zero | tr '\0' 'y'; printf '\r\nnext\r\n'; } > "$SCRATCH/split"
+capture "$BIN/qellog" "$SCRATCH/split"
+check "CR LF across reads ends one line" equals "$(tail -1 <<< "$OUT")" "next"
+check "CR LF across reads: no empty line" equals "$(grep -c '^$' <<< "$OUT")" 0
 
 # --- --follow ---------------------------------------------------------------
 : > "$SCRATCH/growing"

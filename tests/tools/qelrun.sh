@@ -64,6 +64,23 @@ capture run_clean "$BIN/qelrun" --timeout 0 true
 check "timeout 0 means none" equals "$RC" 0
 capture run_clean "$BIN/qelrun" --timeout 5x true
 check "bad duration exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelrun" --timeout 2ms true
+check "a two-letter unit is no duration" equals "$RC" 2
+capture run_clean "$BIN/qelrun" --timeout -1 true
+check "a negative duration exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelrun" --timeout 10 --kill-after soon true
+check "bad grace period exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelrun" --timeout 1m --kill-after 1h true
+check "durations with units" equals "$RC" 0
+capture run_clean "$BIN/qelrun" --frobnicate true
+check "unknown option exits 2" equals "$RC" 2
+check "unknown option is named" contains "$ERR" "--frobnicate"
+capture run_clean "$BIN/qelrun" --dir
+check "option without its value exits 2" equals "$RC" 2
+capture run_clean "$BIN/qelrun" -- sh -c 'echo after the separator'
+check "-- ends the options" equals "$OUT" "after the separator"
+capture run_clean "$BIN/qelrun" --timeoutx=1 true
+check "an option name's prefix is no option" equals "$RC" 2
 capture run_clean "$BIN/qelrun" --level=ERROR --dir="$SCRATCH" pwd
 check "--opt=value accepted" equals "$OUT" "$SCRATCH"
 capture run_clean "$BIN/qelrun" sh -c 'kill -TERM $$'
