@@ -8,11 +8,11 @@ packages=(cmake g++ clang make pkg-config procps valgrind
           libicu-dev libxerces-c-dev unixodbc-dev libexpat1-dev
           googletest libgtest-dev libbenchmark-dev libclang-rt-14-dev
           git dpkg-dev abigail-tools doxygen)
-packages+=(jq util-linux)  # the tool tests read qellog's JSON and drop root with setpriv
+packages+=(jq util-linux python3)  # the tool tests read qellog's JSON, drop root with setpriv, script input
 case "${1:-}" in
   --bench) packages+=(libspdlog-dev qtbase5-dev libpoco-dev) ;;
   --coverage) packages+=(llvm-14) ;;
-  --mutation) packages+=(ninja-build python3) ;;
+  --mutation) packages+=(ninja-build) ;;
 esac
 
 missing=()
