@@ -532,6 +532,8 @@ TEST(QELProcessTest, WaitInterruptedByASignalStillStoresTheStatus)
     EXPECT_TRUE(started);
     ASSERT_TRUE(WIFEXITED(status)) << status;
     EXPECT_EQ(3, WEXITSTATUS(status));
+}
+
 // A SIGPIPE that was already pending for the caller is the caller's: the
 // writes leave it pending instead of consuming it with their own.
 TEST(QELProcessTest, CallersPendingPipeSignalStaysPending)

@@ -298,6 +298,8 @@ TEST_F(QELSetupTest, WriteIntoAMissingDirectoryFailsWithoutWritingElsewhere)
     EXPECT_FALSE(setup.write());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_FALSE(std::filesystem::exists(gone));
+}
+
 TEST_F(QELSetupTest, WriteRecreatesAFileRemovedSinceTheRead)
 {
     std::string file = writeFile("QELSetup.xml", SAMPLE);
