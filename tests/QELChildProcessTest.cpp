@@ -22,6 +22,8 @@
 
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+
 #include "QELStd.h"
 #include "QELSystemCallFilter.h"
 
@@ -496,6 +498,25 @@ TEST(QELChildProcessTest, WorkingDirectoryIsChanged)
     runner.directory = QELString("/");
     ASSERT_TRUE(runner.run());
     EXPECT_EQ(text(runner.output), "/\n");
+}
+
+// A runner destroyed while its child runs kills the child and gives back
+// what it holds, the reader of the child's log records included: starting
+// and dropping runners again and again leaves the heap as it was.
+TEST(QELChildProcessTest, RunnerDroppedWhileRunningGivesBackItsLogReader)
+{
+    QELBufferedTextLog log;
+    auto startAndDrop = [&log] {
+        QELChildProcess runner;
+        script(runner, {"sleep:10000"});
+        runner.log = &log;
+        EXPECT_TRUE(runner.start());
+    };
+    startAndDrop();
+    const size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 100; i++)
+        startAndDrop();
+    EXPECT_LE(mallinfo2().uordblks, before + 4096);
 }
 
 TEST(QELChildProcessTest, NullStreamsGiveNothingAndEndOfInput)
