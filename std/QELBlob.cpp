@@ -177,11 +177,13 @@ QELGBlob& QELGBlob::add(const char* const* list)
         growOwned(this, total);
         unsigned int at = oldSize;
         for (const char* const* s = list; *s != NULL; ++s) {
-            unsigned int n = static_cast<unsigned int>(strlen(*s));
-            if (n == 0)
-                continue;
+            // A text inside the old block is measured and copied where the
+            // block now lies: the old one has been freed. Its terminator lies
+            // in the old block's bytes, which kept their place at the front.
             long off = offsetIn(*s, old, oldSize);
             const char* src = off >= 0 ? p + off : *s;
+            unsigned int n = static_cast<unsigned int>(off >= 0 ? strnlen(src, oldSize - static_cast<unsigned int>(off))
+                                                                : strlen(src));
             memcpy(p + at, src, n);
             at += n;
         }
