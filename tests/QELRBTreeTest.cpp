@@ -190,6 +190,21 @@ TEST(QELRBTreeTest, SearchesOnEmptyTreeGiveNull)
     EXPECT_FALSE(t.contains(I(&a)));
 }
 
+// A tree of one item finds it, first and last, by its key.
+TEST(QELRBTreeTest, OneItemTreeFindsItsItem)
+{
+    IntTree t;
+    Item a(7);
+    t.add(I(&a));
+    int k = 7, other = 8;
+    EXPECT_EQ(I(&a), t.findFirst(K(&k)));
+    ASSERT_NE(nullptr, t.findLastNode(K(&k)));
+    EXPECT_EQ(I(&a), t.findLastNode(K(&k))->data);
+    ASSERT_NE(nullptr, t.findFirstNode(K(&k)));
+    EXPECT_EQ(I(&a), t.findFirstNode(K(&k))->data);
+    EXPECT_EQ(NULL, t.findFirst(K(&other)));
+}
+
 TEST(QELRBTreeTest, RunOfFiveEqualKeysFindsFirstAndLast)
 {
     // Keys 1..9 with a run of five 5s in the middle.

@@ -481,6 +481,19 @@ TEST_F(QELSetupTest, NestedEntitiesExpandingWithoutBoundAreRefused)
     EXPECT_EQ(readFile(file), content);
 }
 
+// A file of more than 4 MB may still expand one entity: the bound on
+// expansions is text / file size, but never below one.
+TEST_F(QELSetupTest, ALargeFileStillExpandsOneEntity)
+{
+    std::string content = "<!DOCTYPE Setup [<!ENTITY e \"expanded\">]><Setup><!-- " + std::string(5 << 20, 'p') +
+                          " --><Home>&e;</Home></Setup>";
+    QELSetup setup(QELString(writeFile("QELSetup.xml", content).c_str()));
+    ASSERT_TRUE(setup.read());
+    xercesc::DOMNode* home = setup.findSubNode(setup.document->getDocumentElement(), QELString("Home"));
+    ASSERT_NE(home, nullptr);
+    EXPECT_EQ(std::string(QELString(reinterpret_cast<const uchar*>(home->getTextContent())).p), "expanded");
+}
+
 TEST_F(QELSetupTest, ADirectoryIsNotASetupFile)
 {
     QELSetup setup(QELString(dir.c_str()));
