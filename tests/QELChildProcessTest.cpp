@@ -426,8 +426,15 @@ TEST(QELChildProcessTest, StartFailuresAreReportedWithTheirCause)
         // a path that never resolves: no cause of its own
         {"link loop", loop.c_str(), "", QELChildProcess::SpawnFailed, ELOOP},
     };
+    // Under valgrind the spawn is a plain fork, and only the child learns that
+    // the file has no format it can run (it then ends with 127): the start
+    // itself succeeds.
+    const char* preload = getenv("LD_PRELOAD");
+    const bool underValgrind = preload != nullptr && strstr(preload, "vgpreload") != nullptr;
     for (const StartFailureCase& c : cases) {
         SCOPED_TRACE(c.name);
+        if (underValgrind && c.error == ENOEXEC)
+            continue;
         QELChildProcess runner(QELString(c.program));
         runner.directory = QELString(c.directory);
         EXPECT_FALSE(runner.start());
